@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Where things are on this machine: the current directory and the volumes.
+/// Paths come back in the KVL form unless a function says otherwise; a query
+/// that fails gives the empty string (or the input, where told), a setter that
+/// fails says nothing.
+namespace FileSystem::OSPaths {
+
+/// The process's current directory as the system spells it; empty on failure.
+std::string getCurrentDirectory();
+void setCurrentDirectory(const std::string& path);
+
+/// A process-wide folder that an application may keep as its default working
+/// folder; an empty optional clears it.
+std::optional<std::string> getDefaultCurrentDirectory();
+void setDefaultCurrentDirectory(const std::optional<std::string>& path);
+
+/// The full spelling of an existing path, absolute and normalised; the input
+/// unchanged when it does not exist.
+std::string getLongPathName(const std::string& path);
+
+/// The mount points of the machine.
+std::vector<std::string> getRootPaths();
+/// The mount point that holds a path; empty on failure.
+std::string getRootPath(const std::string& path);
+std::string getVolumeRootFromPath(const std::string& path);
+/// The name of the volume (the mounted source) that holds an absolute path.
+std::string getVolumeNameFromPath(const std::string& path);
+/// The mount points of one volume.
+std::vector<std::string> getVolumePathNames(const std::string& volume);
+/// All volumes, each once.
+std::vector<std::string> getVolumeNames();
+
+} // namespace FileSystem::OSPaths
