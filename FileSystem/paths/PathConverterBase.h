@@ -61,7 +61,7 @@ private:
     static std::string normalised(const std::string& path, bool keepRelative) {
         if (keepRelative)
             return path;
-        return Path::removeRedundentRelativeSegments(Path::makePathAbsolute(path, OSPaths::getCurrentDirectory()));
+        return Path::removeRedundentRelativeSegments(Path::makePathAbsolute(path));
     }
 
     static std::string toWindowsSeparators(std::string path) {

@@ -28,6 +28,11 @@ bool isRooted(const std::string& path) noexcept {
            Path::UNCPrefixLength(path) < 2;
 }
 
+/// The texts that stand for the base folder itself when made absolute.
+bool namesBase(const std::string& path) {
+    return path.empty() || path == "." || path == "./" || path == ".\\" || path == "\\." || path == "/.";
+}
+
 /// Collapses every run of '/' that starts at or after `start` to one slash.
 void collapseDoubleSlashes(std::string& text, std::size_t start) {
     std::size_t out = start;
@@ -106,18 +111,19 @@ bool Path::isNetworkPath(const std::string& path) { return Path(path).isNetworkP
 // ---- Absolute and normalised --------------------------------------------------------
 
 const std::string& Path::makePathAbsolute() {
-    m_path = makePathAbsolute(m_path, OSPaths::getCurrentDirectory());
+    m_path = makePathAbsolute(m_path);
     return m_path;
 }
 
 std::string Path::makePathAbsolute(const std::string& path) {
-    return makePathAbsolute(path, OSPaths::getCurrentDirectory());
+    // The current directory is asked only when the path needs it.
+    return namesBase(path) || !isAbsolutePath(path) ? makePathAbsolute(path, OSPaths::getCurrentDirectory()) : path;
 }
 
 std::string Path::makePathAbsolute(const std::string& path, const std::string& base) {
     if (base.empty())
         return path;
-    if (path.empty() || path == "." || path == "./" || path == ".\\" || path == "\\." || path == "/.")
+    if (namesBase(path))
         return endsWithSeparator(base) ? base : base + '/';
     if (isAbsolutePath(path))
         return path;
@@ -135,7 +141,7 @@ std::string Path::makePathAbsolute(const std::string& path, const std::string& b
 }
 
 const std::string& Path::removeRedundentRelativeSegments() {
-    std::string text = makeForwardSlashes(makePathAbsolute(m_path, OSPaths::getCurrentDirectory()));
+    std::string text = makeForwardSlashes(makePathAbsolute(m_path));
     // A leading network prefix keeps its two slashes.
     collapseDoubleSlashes(text, UNCPrefixLength(text) >= 2 ? 1 : 0);
     m_path = removeParentSegments(text);
