@@ -2,9 +2,21 @@
 
 // Every public header of the library.
 
+#include <FileSystem/files/Directory.h>
+#include <FileSystem/files/File.h>
+#include <FileSystem/files/FileCloser.h>
+#include <FileSystem/files/FileTime.h>
+#include <FileSystem/files/PosixFilePermissionFlag.h>
+#include <FileSystem/files/StreamUtilities.h>
+
 #include <FileSystem/paths/OSPaths.h>
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
+
+#include <FileSystem/streams/DataStream.h>
+#include <FileSystem/streams/DataStreamBase.h>
+#include <FileSystem/streams/DataStreamTransactions.h>
+#include <FileSystem/streams/DataStreamVersionObject.h>
 
 #include <FileSystem/utilities/BuildInfo.h>
 #include <FileSystem/utilities/Endianness.h>

@@ -98,4 +98,8 @@ using PathConverter = UnixPathConverter;
 using LongPathConverter = UnixLongPathConverter;
 #endif
 
+/// The form in which a path of the library reaches the system: the long form,
+/// absolute and normalised against the current directory.
+inline std::string toSystemPath(const std::string& path) { return LongPathConverter::fromKVLPath(path, false); }
+
 } // namespace FileSystem

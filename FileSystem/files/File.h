@@ -1,0 +1,138 @@
+#pragma once
+
+#include <FileSystem/files/FileTime.h>
+#include <FileSystem/files/PosixFilePermissionFlag.h>
+#include <FileSystem/utilities/ToolProgress.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace FileSystem {
+
+/// Whole-file operations: existence, rights, times, copies, links, small
+/// whole-file reads and writes.
+///
+/// Every operation is a static function on a path in any form (normally the
+/// KVL form); an object only stores a path and forwards. The path reaches the
+/// system absolute and normalised. Failures are reported by the result only
+/// (false, an empty string, or the sentinel values below), never by an
+/// exception; a path that cannot name anything (one with a NUL byte) behaves
+/// as a missing file.
+class File {
+public:
+    /// The time that the time queries give when they fail.
+    static constexpr std::int64_t kInvalidTime = INT64_MIN;
+
+    File() = default;
+    explicit File(const std::string& path) : m_path(path) {}
+    virtual ~File() = default;
+    File(const File&) = default;
+    File(File&&) = default;
+    File& operator=(const File&) = default;
+    File& operator=(File&&) = default;
+
+    virtual std::string getPath() const { return m_path; }
+    virtual bool exists() const { return exists(m_path); }
+    virtual bool isDirectory(bool followLinks) const { return isDirectory(m_path, followLinks); }
+    virtual bool isReadOnly() const { return isReadOnly(m_path); }
+    virtual bool canWrite() const { return canWrite(m_path); }
+    virtual bool canRead() const { return canRead(m_path); }
+    virtual bool create(bool failIfExists) const { return create(m_path, failIfExists); }
+    virtual bool remove() const { return remove(m_path); }
+    virtual bool rename(const std::string& newPath) const { return rename(m_path, newPath); }
+    virtual bool copyFile(const std::string& dest, bool keepTimes, const Tools::ProgressFunction& progress = {}) const {
+        return copyFile(m_path, dest, keepTimes, false, progress);
+    }
+    virtual bool copyFile(const std::string& dest, bool keepTimes, bool copyLinkItself,
+                          const Tools::ProgressFunction& progress = {}) const {
+        return copyFile(m_path, dest, keepTimes, copyLinkItself, progress);
+    }
+    virtual bool setReadWritePermissions() const { return setReadWritePermissions(m_path); }
+
+    bool checkMagicNumber(const std::string& magic) const { return checkMagicNumber(m_path, magic); }
+    bool checkMagicNumber(const std::vector<std::string>& magics) const { return checkMagicNumber(m_path, magics); }
+
+    /// True when something is there: a file, a folder, or a link (also a dangling one).
+    static bool exists(const std::string& path);
+    /// A folder (through a link only with `followLinks`); "." and ".." do not count.
+    static bool isDirectory(const std::string& path, bool followLinks);
+    /// Nobody may write it. A missing path is read-only.
+    static bool isReadOnly(const std::string& path);
+    static bool canRead(const std::string& path);
+    static bool canWrite(const std::string& path);
+    /// Creates an empty file; an existing one is emptied, or with `failIfExists` left alone and false.
+    static bool create(const std::string& path, bool failIfExists);
+    static bool create(const char* path, bool failIfExists);
+    /// Removes a file or a link; true also when it is already gone.
+    static bool remove(const std::string& path);
+    /// Gives a file a new name; fails when the new name exists. Across file
+    /// systems the file is copied and the original removed.
+    static bool rename(const std::string& oldPath, const std::string& newPath);
+
+    /// Copies `src` to `dest` (an existing destination is replaced; missing
+    /// folders above it are created). The copy keeps the permission bits and the
+    /// modification time and is always writable; `keepTimes` also carries the
+    /// access time over. `copyLinkItself` copies a link as a link. A progress
+    /// function is called as the copy goes on, and false cancels. A failed or
+    /// cancelled copy leaves an existing destination as it was.
+    static bool copyFile(const std::string& src, const std::string& dest, bool keepTimes, bool copyLinkItself = false,
+                         const Tools::ProgressFunction& progress = {});
+    static bool copyFile(const std::string& src, const char* dest, bool keepTimes, bool copyLinkItself = false,
+                         const Tools::ProgressFunction& progress = {});
+    /// The same, reporting percentages to `progress` (which may be null); its
+    /// cancellation or fatal error stops the copy.
+    static bool copyFileWithProgress(Tools::ToolProgress* progress, const std::string& src, const std::string& dest,
+                                     bool keepTimes, bool copyLinkItself);
+
+    /// Gives read and write rights to everybody (and search rights on a folder).
+    static bool setReadWritePermissions(const std::string& path);
+
+    /// All bytes of a file; empty when it cannot be read.
+    static std::string readWholeFile(const std::string& path, bool binary);
+    /// Writes the text as the whole content of the file.
+    static void dumpToFile(const std::string& path, const std::string& text);
+
+    /// Size and times of a file (not a folder), links followed. On failure the
+    /// outputs are zero and the result false.
+    static bool getData(const std::string& path, std::uint64_t& size);
+    static bool getData(const std::string& path, std::uint64_t& size, FileTime& modified);
+    static bool getData(const std::string& path, std::uint64_t& size, FileTime& modified, FileTime& created);
+    static bool getData(const std::string& path, std::uint64_t& size, FileTime& modified, FileTime& created,
+                        FileTime& accessed);
+    static bool getData(const std::string& path, std::uint64_t& size, std::int64_t& modified);
+    static bool getData(const std::string& path, std::uint64_t& size, std::int64_t& modified, std::int64_t& created);
+    static bool getData(const std::string& path, std::uint64_t& size, std::int64_t& modified, std::int64_t& created,
+                        std::int64_t& accessed);
+    /// Sets the times that are given; false when neither is.
+    static bool setData(const std::string& path, const std::optional<FileTime>& modified,
+                        const std::optional<FileTime>& accessed);
+
+    static std::uint64_t getFileSize(const std::string& path);
+    static std::int64_t getTimeLastModified(const std::string& path);
+    static std::int64_t getTimeCreated(const std::string& path);
+    static FileTime getFileTimeLastModified(const std::string& path);
+    static FileTime getFileTimeCreated(const std::string& path);
+
+    /// True for a link, and also for a path where nothing can be read.
+    static bool isSymbolicLink(const std::string& path);
+    /// The text of a link; empty on any failure.
+    static std::string getSymbolicLinkTarget(const std::string& path);
+
+    /// Whether the file starts with one of the magics (an empty magic always
+    /// fits). The file is opened for reading and writing, so a file that
+    /// cannot be written fails.
+    static bool checkMagicNumber(const std::string& path, const std::string& magic);
+    static bool checkMagicNumber(const std::string& path, const std::vector<std::string>& magics);
+
+    /// The permission bits (links followed); all rights (0777) when they cannot be read.
+    static PosixFilePermissions getPosixFilePermissions(const std::string& path, bool followSymbolicLink);
+    /// Replaces the permission and set-id bits (the sticky bit stays).
+    static bool setPosixFilePermissions(const std::string& path, PosixFilePermissions permissions);
+
+private:
+    std::string m_path;
+};
+
+} // namespace FileSystem

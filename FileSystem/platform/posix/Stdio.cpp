@@ -1,0 +1,89 @@
+#include <FileSystem/platform/Stdio.h>
+#include <FileSystem/files/FileCloser.h>
+#include <FileSystem/platform/posix/Native.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace FileSystem::sys {
+
+// Translation bits of the library, above every open flag of Linux.
+constexpr int kTextFlag = 0x10000000;
+constexpr int kBinaryFlag = 0x20000000;
+static_assert((kTextFlag & (O_ACCMODE | O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_APPEND | O_NONBLOCK | O_DSYNC |
+                            O_SYNC | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_PATH | O_TMPFILE | O_DIRECT |
+                            O_NOATIME | O_ASYNC | O_LARGEFILE)) == 0 &&
+                  (kBinaryFlag & (O_ACCMODE | O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_APPEND | O_NONBLOCK |
+                                  O_DSYNC | O_SYNC | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_PATH | O_TMPFILE |
+                                  O_DIRECT | O_NOATIME | O_ASYNC | O_LARGEFILE)) == 0,
+              "the translation bits must not be open flags of the system");
+
+namespace {
+
+/// The C library here knows no 't' (text) letter: no translation happens.
+std::string withoutTextLetter(const std::string& mode) {
+    std::string out;
+    const std::size_t options = mode.find(',');
+    for (std::size_t i = 0; i < mode.size(); ++i)
+        if (mode[i] != 't' || i >= options)
+            out += mode[i];
+    return out;
+}
+
+} // namespace
+
+const OpenFlagValues& openFlagValues() {
+    static const OpenFlagValues values{O_RDONLY, O_WRONLY, O_RDWR,    O_CREAT,     O_TRUNC, O_APPEND,
+                                       O_EXCL,   kTextFlag, kBinaryFlag, /*defaultTranslation*/ 0};
+    return values;
+}
+
+std::FILE* openStdioFile(const std::string& path, const std::string& mode) {
+    if (!posix::isUsablePath(path))
+        return nullptr;
+    return std::fopen(path.c_str(), withoutTextLetter(mode).c_str());
+}
+
+std::FILE* openStdioDescriptor(const std::string& path, int flags, std::uint32_t permissions, const std::string& mode) {
+    if (!posix::isUsablePath(path))
+        return nullptr;
+    flags &= ~(kTextFlag | kBinaryFlag);
+    // Write-only together with read-write means read-write (both bits would ask for neither).
+    if ((flags & O_ACCMODE) == (O_WRONLY | O_RDWR))
+        flags &= ~O_WRONLY;
+    const int fd = posix::retryOnInterrupt(
+        [&] { return ::open(path.c_str(), flags | O_CLOEXEC, static_cast<mode_t>(permissions & 07777)); });
+    if (fd < 0)
+        return nullptr;
+    std::FILE* file = ::fdopen(fd, withoutTextLetter(mode).c_str());
+    if (file == nullptr)
+        ::close(fd);
+    return file;
+}
+
+bool isStandardStream(std::FILE* file) noexcept { return file == stdin || file == stdout || file == stderr; }
+
+std::int64_t tell(std::FILE* file) noexcept { return static_cast<std::int64_t>(::ftello(file)); }
+
+int seek(std::FILE* file, std::int64_t offset, int origin) noexcept {
+    return ::fseeko(file, static_cast<off_t>(offset), origin);
+}
+
+bool openFileBuffer(std::filebuf& buffer, const std::string& path, std::ios::openmode mode) {
+    return posix::isUsablePath(path) && buffer.open(path.c_str(), mode) != nullptr;
+}
+
+} // namespace FileSystem::sys
+
+// The public names of the flags: constants of the system, set before any code runs.
+namespace FileSystem::PosixOpenFlags {
+extern const int ReadOnly = O_RDONLY;
+extern const int WriteOnly = O_WRONLY;
+extern const int ReadWrite = O_RDWR;
+extern const int Create = O_CREAT;
+extern const int Truncate = O_TRUNC;
+extern const int Append = O_APPEND;
+extern const int Exclusive = O_EXCL;
+extern const int Text = sys::kTextFlag;
+extern const int Binary = sys::kBinaryFlag;
+} // namespace FileSystem::PosixOpenFlags
