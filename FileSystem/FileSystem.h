@@ -2,7 +2,10 @@
 
 // Every public header of the library.
 
+#include <FileSystem/environment/EnvironmentVariableModel.h>
+
 #include <FileSystem/files/Directory.h>
+#include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/files/FileCloser.h>
 #include <FileSystem/files/FileTime.h>

@@ -24,9 +24,15 @@ public:
     virtual bool exists() const { return exists(m_path); }
     virtual bool isDirectory(bool followLinks) const { return isDirectory(m_path, followLinks); }
     virtual bool create(bool failIfExists, bool recursive) const { return create(m_path, failIfExists, recursive); }
+    virtual bool remove() const { return remove(m_path, false); }
+    virtual bool removeRecursively() const { return remove(m_path, true); }
+    virtual bool copyDirectory(const std::string& dest) const { return copyDirectory(m_path, dest, true, false); }
+    virtual bool moveDirectory(const std::string& dest) const { return moveDirectory(m_path, dest); }
     virtual bool rename(const std::string& newPath) const { return rename(m_path, newPath); }
     virtual bool canRead() const { return canRead(m_path); }
     virtual bool canWrite() const { return canWrite(m_path); }
+    virtual bool setReadWritePermissions(bool recursive) const { return setReadWritePermissions(m_path, recursive); }
+    virtual bool isEmpty() const { return isEmpty(m_path); }
 
     /// A folder, or a link to one.
     static bool exists(const std::string& path);
@@ -59,6 +65,46 @@ public:
 
     static bool isSymbolicLink(const std::string& path);
     static std::string getSymbolicLinkTarget(const std::string& path);
+
+    // ---- Contents ------------------------------------------------------------
+    //
+    // Walks that delete never leave the tree through a link: a link to a folder
+    // is removed as a link and nothing below it is touched. Walks that follow
+    // links never enter a folder that is already open on the way down, so a
+    // link cycle ends.
+
+    /// The bytes of the files in a folder (with `recursive`, of its sub-folders too).
+    static std::uint64_t GetSize(const std::string& path, bool recursive);
+    /// Removes a folder, empty or (with `recursive`) with all it holds; a link
+    /// to a folder is removed as a link. Tries up to five times, 100 ms apart.
+    /// False for a path that is no folder.
+    static bool remove(const std::string& path, bool recursive);
+    /// Removes the files directly in the folder (sub-folders stay); false if one failed.
+    static bool removeFiles(const std::string& path);
+    /// Removes the files directly in the folder whose names start with `prefix`
+    /// (an empty prefix removes nothing); the first failure ends it with false.
+    static bool removeFiles(const std::string& path, const std::string& prefix);
+    /// Removes the files directly in the folder with the extension (leading
+    /// dots skipped); `ignoreCase` compares as Path::isExtension does, else by bytes.
+    static bool removeFilesWithExtension(const std::string& path, const std::string& extension,
+                                         const bool& ignoreCase);
+    /// Copies the files of `src` into `dest` (created if missing), with
+    /// `recursive` also the sub-folders. `copyLinksThemselves` copies links as
+    /// links. Single failures are not reported: the result is true when `src`
+    /// exists. `dest` itself is never copied into itself.
+    static bool copyDirectory(const std::string& src, const std::string& dest, bool recursive,
+                              bool copyLinksThemselves);
+    /// Moves the contents of `src` into `dest`, file by file (copy, then remove),
+    /// then removes `src` if it is empty. Links move as links.
+    static bool moveDirectory(const std::string& src, const std::string& dest);
+    /// Read and write rights for everybody, with `recursive` on everything
+    /// below too (not through links); the result is that of the folder itself.
+    static bool setReadWritePermissions(const std::string& path, bool recursive);
+    /// The listing of the path has no entry. An existing folder lists "." and
+    /// "..", so only a path that lists nothing (a missing one) is empty.
+    static bool isEmpty(const std::string& path);
+    /// Makes `link` a link to `target`, replacing whatever stands at `link`.
+    static bool createSymbolicLink(const std::string& target, const std::string& link);
 
 private:
     std::string m_path;

@@ -5,6 +5,7 @@
 #include <FileSystem/utilities/ToolProgress.h>
 
 #include <cstdint>
+#include <list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -125,6 +126,22 @@ public:
     /// cannot be written fails.
     static bool checkMagicNumber(const std::string& path, const std::string& magic);
     static bool checkMagicNumber(const std::string& path, const std::vector<std::string>& magics);
+
+    /// An existing path: a regular file that the caller may execute, or one with
+    /// an executable extension (`OSPaths::getExecutableExtensions`). A missing
+    /// path: whether the path with one of those extensions exists.
+    static bool isExecutable(const std::string& path);
+    /// Whether a command can be run: absolute, or found in the current
+    /// directory or along `PATH`.
+    static bool canExecute(const std::string& path);
+    /// The same with a base folder (the current directory when empty) and the
+    /// folders to search. Variables in the path are expanded first.
+    static bool canExecute(const std::string& path, const std::string& directory,
+                           const std::list<std::string>& searchPath);
+    /// Makes `link` a link whose text is `target` (a relative target stays
+    /// relative), replacing whatever stands at `link`. True when the link is
+    /// there with exactly that text.
+    static bool createSymbolicLink(const std::string& target, const std::string& link);
 
     /// The permission bits (links followed); all rights (0777) when they cannot be read.
     static PosixFilePermissions getPosixFilePermissions(const std::string& path, bool followSymbolicLink);

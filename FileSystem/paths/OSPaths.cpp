@@ -2,9 +2,13 @@
 
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
+#include <FileSystem/environment/EnvironmentVariableModel.h>
 #include <FileSystem/platform/CurrentDirectory.h>
+#include <FileSystem/platform/Environment.h>
 #include <FileSystem/platform/Mounts.h>
 #include <FileSystem/platform/Status.h>
+
+#include <FileSystem/utilities/Unicode.h>
 
 #include <algorithm>
 #include <mutex>
@@ -21,6 +25,27 @@ std::mutex& defaultDirectoryMutex() {
 std::optional<std::string>& defaultDirectory() {
     static std::optional<std::string> value;
     return value;
+}
+
+std::mutex& dllDirectoryMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::string& dllDirectory() {
+    static std::string value;
+    return value;
+}
+
+/// The override of a special folder, read once per process, or else the
+/// system's folder; in the KVL form.
+template <class Fallback>
+std::string specialFolder(const std::optional<std::string>& override, Fallback fallback) {
+    return PathConverter::toKVLPath(override && !override->empty() ? *override : fallback());
+}
+
+std::optional<std::string> readOverride(const char* name) {
+    return SystemEnvironmentVariables::instance().getOptionalEnvironmentVariable(name);
 }
 
 } // namespace
@@ -97,6 +122,63 @@ std::vector<std::string> getVolumeNames() {
         if (std::find(names.begin(), names.end(), entry.source) == names.end())
             names.push_back(entry.source);
     return names;
+}
+
+} // namespace FileSystem::OSPaths
+
+namespace FileSystem::OSPaths {
+
+std::string getWindowsDirectory() { return {}; }
+
+std::string getSystemDirectory() { return {}; }
+
+std::string getDLLDirectory() {
+    std::lock_guard lock(dllDirectoryMutex());
+    return PathConverter::toKVLPath(dllDirectory());
+}
+
+void setDLLDirectory(const std::string& path) {
+    const std::string native = path.empty() ? std::string() : PathConverter::fromKVLPath(path, false);
+    std::lock_guard lock(dllDirectoryMutex());
+    dllDirectory() = native;
+}
+
+void resetDLLDirectory() {
+    std::lock_guard lock(dllDirectoryMutex());
+    dllDirectory().clear();
+}
+
+std::vector<std::string> getExecutableExtensions() {
+    std::vector<std::string> extensions;
+    const std::string value = SystemEnvironmentVariables::instance().getEnvironmentVariable("PATHEXT", "");
+    for (const std::string& item : splitListEnvironmentVariableValue(value, ";")) {
+        const std::size_t dot = item.rfind('.');
+        // An item without a dot names no extension, and an empty extension no file kind.
+        if (dot == std::string::npos || dot + 1 == item.size())
+            continue;
+        extensions.push_back(Utilities::toLowerUtf8(item.substr(dot + 1)));
+    }
+    return extensions;
+}
+
+std::string getAppFolderAllUsers() {
+    static const std::optional<std::string> override = readOverride("KV_TESSEL_ALLUSERS_HOME_DIR");
+    return specialFolder(override, sys::defaultAllUsersAppFolder);
+}
+
+std::string getAppFolderCurrentUser() {
+    static const std::optional<std::string> override = readOverride("KV_TESSEL_CURRENT_USER_APP_DIR");
+    return specialFolder(override, sys::defaultCurrentUserAppFolder);
+}
+
+std::string getHomeFolderUser(bool create) {
+    static const std::optional<std::string> override = readOverride("KV_TESSEL_USER_HOME_DIR");
+    return specialFolder(override, [create] { return sys::defaultUserDocumentsFolder(create); });
+}
+
+std::string getTemporaryFolderPath() {
+    static const std::optional<std::string> override = readOverride("KV_TESSEL_TEMP_DIR");
+    return specialFolder(override, sys::defaultTemporaryFolder);
 }
 
 } // namespace FileSystem::OSPaths

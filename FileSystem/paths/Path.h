@@ -141,6 +141,13 @@ public:
     const std::string& removeRedundentRelativeSegments();
     static std::string removeRedundentRelativeSegments(const std::string& path);
 
+    /// The absolute, normalised form in which this build hands a path to the
+    /// system. Like removeRedundentRelativeSegments, except that names are never
+    /// changed: a leading ".name" keeps its dot, and only a whole ".." segment
+    /// removes its parent ("/a/..x" stays), so that an operation on such a file
+    /// reaches that file and no other.
+    static std::string normaliseForSystem(const std::string& path);
+
     /// The longest leading part that both paths share on disk; empty when none.
     std::string lastCommonParentPath(const std::string& other) const;
     static std::string lastCommonParentPath(const std::string& a, const std::string& b);

@@ -39,6 +39,11 @@ public:
 
     /// The KVL form of a path in the system's form: absolute and normalised
     /// against the current directory unless `keepRelative` asks otherwise.
+    ///
+    /// The Unix family's forms differ from the Windows forms in one deliberate
+    /// point: their normalisation never changes a name (see
+    /// Path::normaliseForSystem), as the text operations of Path do for names
+    /// that begin with dots.
     static std::string fromKVLPath(const std::string& kvlPath, bool keepRelative) {
         std::string path;
         if constexpr (platform == 2) {
@@ -61,7 +66,10 @@ private:
     static std::string normalised(const std::string& path, bool keepRelative) {
         if (keepRelative)
             return path;
-        return Path::removeRedundentRelativeSegments(Path::makePathAbsolute(path));
+        if constexpr (platform == 2)
+            return Path::normaliseForSystem(path);
+        else
+            return Path::removeRedundentRelativeSegments(Path::makePathAbsolute(path));
     }
 
     static std::string toWindowsSeparators(std::string path) {

@@ -33,6 +33,17 @@ bool namesBase(const std::string& path) {
     return path.empty() || path == "." || path == "./" || path == ".\\" || path == "\\." || path == "/.";
 }
 
+/// `base` and `rest` with exactly one separator between them.
+std::string joinBase(const std::string& base, std::string rest) {
+    const bool baseEnds = endsWithSeparator(base);
+    const bool restStarts = !rest.empty() && isSeparator(rest.front());
+    if (!baseEnds && !restStarts)
+        rest.insert(rest.begin(), '/');
+    else if (baseEnds && restStarts)
+        rest.erase(0, 1);
+    return base + rest;
+}
+
 /// Collapses every run of '/' that starts at or after `start` to one slash.
 void collapseDoubleSlashes(std::string& text, std::size_t start) {
     std::size_t out = start;
@@ -49,13 +60,18 @@ void collapseDoubleSlashes(std::string& text, std::size_t start) {
 /// text: a name that starts with two dots counts as "..", and the removal stops
 /// at a "/.." that starts the text or has no earlier '/'. The text is built
 /// left to right, so this runs in linear time.
-std::string removeParentSegments(const std::string& text) {
+///
+/// With `wholeSegmentsOnly`, "/.." counts only when a '/' or the end follows,
+/// so that names such as "..x" stay as they are.
+std::string removeParentSegments(const std::string& text, bool wholeSegmentsOnly) {
     std::string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         out += text[i];
         const std::size_t n = out.size();
         if (n < 3 || out[n - 3] != '/' || out[n - 2] != '.' || out[n - 1] != '.')
+            continue;
+        if (wholeSegmentsOnly && i + 1 < text.size() && text[i + 1] != '/')
             continue;
         const std::size_t p = n - 3;
         const std::size_t q = p == 0 ? std::string::npos : out.rfind('/', p - 1);
@@ -131,25 +147,34 @@ std::string Path::makePathAbsolute(const std::string& path, const std::string& b
     // A plain one-character cut: "./a" becomes "/a" and ".hidden" becomes "hidden".
     if (rest.front() == '.' && rest.compare(0, 2, "..") != 0)
         rest.erase(0, 1);
-    const bool baseEnds = endsWithSeparator(base);
-    const bool restStarts = !rest.empty() && isSeparator(rest.front());
-    if (!baseEnds && !restStarts)
-        rest.insert(rest.begin(), '/');
-    else if (baseEnds && restStarts)
-        rest.erase(0, 1);
-    return base + rest;
+    return joinBase(base, rest);
 }
 
 const std::string& Path::removeRedundentRelativeSegments() {
     std::string text = makeForwardSlashes(makePathAbsolute(m_path));
     // A leading network prefix keeps its two slashes.
     collapseDoubleSlashes(text, UNCPrefixLength(text) >= 2 ? 1 : 0);
-    m_path = removeParentSegments(text);
+    m_path = removeParentSegments(text, false);
     return m_path;
 }
 
 std::string Path::removeRedundentRelativeSegments(const std::string& path) {
     return Path(path).removeRedundentRelativeSegments();
+}
+
+std::string Path::normaliseForSystem(const std::string& path) {
+    std::string text = path;
+    if (namesBase(path) || !isAbsolutePath(path)) {
+        const std::string base = OSPaths::getCurrentDirectory();
+        if (!base.empty() && namesBase(path))
+            text = endsWithSeparator(base) ? base : base + '/';
+        else if (!base.empty())
+            // Only a "./" or ".\" is cut: a name that starts with a dot keeps it.
+            text = joinBase(base, path.size() >= 2 && path[0] == '.' && isSeparator(path[1]) ? path.substr(1) : path);
+    }
+    text = makeForwardSlashes(text);
+    collapseDoubleSlashes(text, UNCPrefixLength(text) >= 2 ? 1 : 0);
+    return removeParentSegments(text, true);
 }
 
 // ---- Relations ----------------------------------------------------------------------
@@ -294,14 +319,15 @@ std::optional<std::string> findSpelling(const std::string& folder, const std::st
     const std::string child = (endsWithSeparator(native) ? native : native + '/') + name;
     if (Path::isDotOrDotDot(name))
         return sys::pathExists(child) ? std::optional<std::string>(name) : std::nullopt;
-    const auto names = sys::directoryEntryNames(native);
-    if (!names) // a folder that can be searched but not read
+    const auto entries = sys::readDirectory(native);
+    if (!entries) // a folder that can be searched but not read
         return sys::pathExists(child) ? std::optional<std::string>(name) : std::nullopt;
-    if (std::find(names->begin(), names->end(), name) != names->end())
-        return name;
-    for (const std::string& entry : *names)
-        if (Utilities::equalsIgnoreCaseUtf8(entry, name))
-            return entry;
+    for (const sys::DirectoryEntry& entry : *entries)
+        if (entry.name == name)
+            return name;
+    for (const sys::DirectoryEntry& entry : *entries)
+        if (!Path::isDotOrDotDot(entry.name) && Utilities::equalsIgnoreCaseUtf8(entry.name, name))
+            return entry.name;
     return std::nullopt;
 }
 

@@ -70,6 +70,21 @@ TEST(File, KindsOfPathsAndMissingOnes) {
     EXPECT_TRUE(File::exists(file));
 }
 
+TEST(File, NamesWithDotsReachTheRightFile) {
+    TestSupport::TempDir dir;
+    TestSupport::CurrentDirectoryGuard guard;
+    const std::string sibling = dir.write("sub/cache", "other file");
+    dir.write("sub/dir/..cache", "x");
+    EXPECT_TRUE(File::remove(dir / "sub/dir/..cache"));
+    EXPECT_FALSE(File::exists(dir / "sub/dir/..cache"));
+    EXPECT_TRUE(File::exists(sibling));
+    std::filesystem::current_path(dir / "sub");
+    dir.write("sub/.config", "dot");
+    EXPECT_EQ(File::readWholeFile(".config", true), "dot");
+    EXPECT_TRUE(File::remove(".cache")); // nothing there: "cache" beside it stays
+    EXPECT_TRUE(File::exists(sibling));
+}
+
 TEST(File, CreateRemoveRename) {
     TestSupport::TempDir dir;
     const std::string file = dir.write("data.txt", "content");

@@ -36,10 +36,19 @@ TEST(PathConverter, UnixFormsAreAbsoluteAndNormalised) {
     EXPECT_EQ(UnixLongPathConverter::fromKVLPath("\\\\?\\UNC\\host\\share\\x", false), "//host/share/x");
     EXPECT_EQ(UnixLongPathConverter::fromKVLPath("//host/share/x", false), "//host/share/x");
 
+    // Names that begin with dots reach the system unchanged (the text operation
+    // of Path treats "..x" as ".." and cuts the dot of ".x").
+    EXPECT_EQ(UnixPathConverter::fromKVLPath("/a/b/..x", false), "/a/b/..x");
+    EXPECT_EQ(UnixPathConverter::fromKVLPath("/a/b/../..x/..", false), "/a");
+    EXPECT_EQ(Path::removeRedundentRelativeSegments("/a/b/..x"), "/ax");
+    EXPECT_EQ(WindowsPathConverter::fromKVLPath("C:/a/b/..x", false), "C:\\ax");
+
     TestSupport::CurrentDirectoryGuard guard;
     TestSupport::TempDir dir;
     std::filesystem::current_path(dir.path());
     const std::string cwd = OSPaths::getCurrentDirectory();
+    EXPECT_EQ(LongPathConverter::fromKVLPath(".hidden", false), cwd + "/.hidden");
+    EXPECT_EQ(LongPathConverter::fromKVLPath("./x", false), cwd + "/x");
     EXPECT_EQ(LongPathConverter::fromKVLPath("rel/x/../y", false), cwd + "/rel/y");
     EXPECT_EQ(PathConverter::fromKVLPath("", false), cwd + "/");
     EXPECT_EQ(LongPathConverter::toKVLPath(LongPathConverter::fromKVLPath("a/b", false)), cwd + "/a/b");

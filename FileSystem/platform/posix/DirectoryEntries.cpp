@@ -1,25 +1,52 @@
 #include <FileSystem/platform/DirectoryEntries.h>
 #include <FileSystem/platform/posix/Native.h>
 
-#include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace FileSystem::sys {
 
-std::optional<std::vector<std::string>> directoryEntryNames(const std::string& nativePath) {
-    if (!posix::isUsablePath(nativePath))
+std::optional<std::vector<DirectoryEntry>> readDirectory(const std::string& path) {
+    if (!posix::isUsablePath(path))
         return std::nullopt;
-    DIR* dir = ::opendir(nativePath.c_str());
+    DIR* dir = ::opendir(path.c_str());
     if (dir == nullptr)
         return std::nullopt;
-    std::vector<std::string> names;
+    std::vector<DirectoryEntry> entries;
     while (const dirent* entry = ::readdir(dir)) {
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
-            continue;
-        names.emplace_back(entry->d_name);
+        DirectoryEntry::Kind kind = DirectoryEntry::Kind::Other;
+        switch (entry->d_type) {
+        case DT_DIR:
+            kind = DirectoryEntry::Kind::Directory;
+            break;
+        case DT_LNK:
+            kind = DirectoryEntry::Kind::SymbolicLink;
+            break;
+        case DT_UNKNOWN:
+            kind = DirectoryEntry::Kind::Unknown;
+            break;
+        default:
+            break;
+        }
+        entries.push_back({entry->d_name, kind});
     }
     ::closedir(dir);
-    return names;
+    return entries;
+}
+
+bool removeDirectory(const std::string& path) { return posix::isUsablePath(path) && ::rmdir(path.c_str()) == 0; }
+
+bool createSymbolicLink(const std::string& target, const std::string& link) {
+    return posix::isUsablePath(link) && target.find('\0') == std::string::npos && !target.empty() &&
+           ::symlink(target.c_str(), link.c_str()) == 0;
+}
+
+bool isExecutableFile(const std::string& path) {
+    struct stat st {};
+    return posix::isUsablePath(path) && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+           ::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
 }
 
 } // namespace FileSystem::sys
