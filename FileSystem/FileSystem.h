@@ -16,16 +16,23 @@
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
 
+#include <FileSystem/streams/BinaryDataStream.h>
+#include <FileSystem/streams/BinaryDerivedDataStream.h>
 #include <FileSystem/streams/DataStream.h>
 #include <FileSystem/streams/DataStreamBase.h>
+#include <FileSystem/streams/DataStreamContainer.h>
+#include <FileSystem/streams/DataStreamFactory.h>
 #include <FileSystem/streams/DataStreamTransactions.h>
 #include <FileSystem/streams/DataStreamVersionObject.h>
+#include <FileSystem/streams/TextDataStream.h>
 
+#include <FileSystem/utilities/BinaryTextEncoder.h>
 #include <FileSystem/utilities/BuildInfo.h>
 #include <FileSystem/utilities/Endianness.h>
 #include <FileSystem/utilities/Flags.h>
 #include <FileSystem/utilities/OperatingSystem.h>
 #include <FileSystem/utilities/Platform.h>
+#include <FileSystem/utilities/StreamResetter.h>
 #include <FileSystem/utilities/ToolProgress.h>
 #include <FileSystem/utilities/Unicode.h>
 #include <FileSystem/utilities/Version.h>

@@ -1,0 +1,104 @@
+#pragma once
+
+// Binary streams that travel in a text channel: every raw byte goes through a
+// text encoder (hexadecimal or Base64) on the way out and back.
+
+#include <FileSystem/streams/BinaryDataStream.h>
+#include <FileSystem/utilities/BinaryTextEncoder.h>
+
+#include <vector>
+
+namespace FileSystem {
+
+/// The base of binary streams that re-encode their raw bytes.
+class BinaryDerivedDataOStream : public BinaryDataOStream {
+public:
+    using BinaryDataOStream::BinaryDataOStream;
+    DataStreamType dataStreamType() override { return DataStreamType::None; }
+};
+
+/// The base of binary streams that decode their raw bytes. Characters that
+/// `ignoreCharacter` names (white space) may stand anywhere between the
+/// encoded characters.
+class BinaryDerivedDataIStream : public BinaryDataIStream {
+public:
+    using BinaryDataIStream::BinaryDataIStream;
+    using BinaryDataIStream::do_rawRead;
+    DataStreamType dataStreamType() override { return DataStreamType::None; }
+
+    /// Reads `size` characters that are not ignored; false for a null pointer or a failed read.
+    bool do_rawRead(char* data, std::uint64_t size) override;
+    /// A look ahead has no meaning inside an encoding: throws std::logic_error.
+    int do_rawPeek() override;
+
+protected:
+    virtual bool ignoreCharacter(char c);
+};
+
+/// Every raw byte as two upper-case hexadecimal digits.
+class BinaryHexDataOStream : public BinaryDerivedDataOStream {
+public:
+    using BinaryDerivedDataOStream::BinaryDerivedDataOStream;
+    using BinaryDataOStream::do_rawWrite;
+    DataStreamType dataStreamType() override { return DataStreamType::BinaryHex; }
+    bool do_rawWrite(const char* data, std::uint64_t size) override;
+
+private:
+    Utilities::BinaryTextEncoderHex m_encoder{true};
+};
+
+class BinaryHexDataIStream : public BinaryDerivedDataIStream {
+public:
+    using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
+    using BinaryDataIStream::do_rawRead;
+    DataStreamType dataStreamType() override { return DataStreamType::BinaryHex; }
+    /// Always true: a read or decoding failure shows only in `good()`.
+    bool do_rawRead(char* data, std::uint64_t size) override;
+
+private:
+    Utilities::BinaryTextEncoderHex m_encoder{true};
+};
+
+/// Raw bytes in Base64. Bytes that do not fill a group of three wait for the
+/// next write; the destructor writes what still waits, with padding, so the
+/// stream is complete only after the stream object is gone.
+class BinaryBase64DataOStream : public BinaryDerivedDataOStream {
+public:
+    using BinaryDerivedDataOStream::BinaryDerivedDataOStream;
+    using BinaryDataOStream::do_rawWrite;
+    BinaryBase64DataOStream(BinaryBase64DataOStream&& other) noexcept;
+    ~BinaryBase64DataOStream() override;
+    DataStreamType dataStreamType() override { return DataStreamType::BinaryBase64; }
+    bool do_rawWrite(const char* data, std::uint64_t size) override;
+
+private:
+    bool writeEncoded(std::span<const std::byte> bytes);
+
+    /// The bytes waiting for their group: m_buffer from m_pendingStart on.
+    std::vector<std::byte> m_buffer;
+    std::size_t m_pendingStart = 0;
+    Utilities::BinaryTextEncoderBase64 m_encoder{true};
+};
+
+class BinaryBase64DataIStream : public BinaryDerivedDataIStream {
+public:
+    /// The decoded bytes that were not handed out yet when a transaction started.
+    struct AdditionalBase64TransactionData : AdditionalTransactionData {
+        std::vector<std::byte> leftover;
+    };
+
+    using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
+    using BinaryDataIStream::do_rawRead;
+    DataStreamType dataStreamType() override { return DataStreamType::BinaryBase64; }
+    bool do_rawRead(char* data, std::uint64_t size) override;
+
+protected:
+    std::unique_ptr<AdditionalTransactionData> startAdditionalTransactionData() override;
+    void rollbackAdditionaTransactionData(std::unique_ptr<AdditionalTransactionData>&& data) override;
+
+private:
+    std::vector<std::byte> m_leftover;
+    Utilities::BinaryTextEncoderBase64 m_encoder{true};
+};
+
+} // namespace FileSystem

@@ -1,0 +1,45 @@
+#pragma once
+
+// Streams made by type, and the header line that makes a stream
+// self-describing: "TQBS 1 7 ?" and a line feed (magic, format version, file
+// version, and for all but text an endianness mark) ahead of the data.
+
+#include <FileSystem/files/StreamUtilities.h>
+#include <FileSystem/streams/DataStreamContainer.h>
+
+#include <istream>
+#include <ostream>
+
+namespace FileSystem {
+
+/// A little-endian output stream of the type with the newest format version.
+/// Throws std::logic_error("Not implemented") for an unknown type.
+DataOStreamContainer createDataOStream(DataStreamType type, const std::uint64_t& fileVersion, std::ostream& stream);
+DataOStreamContainer createDataOStream(DataStreamType type, const std::uint64_t& fileVersion, KVofstreamBinary& stream);
+
+/// Writes the header line, then makes the stream. Type None writes nothing and
+/// gives an empty container; an unknown type throws std::logic_error("Not implemented").
+DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type, const std::uint64_t& fileVersion,
+                                                     std::ostream& stream);
+DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type, const std::uint64_t& fileVersion,
+                                                     KVofstreamBinary& stream);
+
+/// An input stream of the type with the versions and byte order given; an
+/// empty container for an unknown type.
+DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
+                                       const std::uint64_t& version, std::istream& stream,
+                                       Utilities::Endianness endianness);
+DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
+                                       const std::uint64_t& version, KVifstreamBinary& stream,
+                                       Utilities::Endianness endianness);
+
+/// Reads the header line and makes the stream it describes. A line that makes
+/// no sense (also one longer than 4096 characters) gives an empty container;
+/// the line is consumed either way.
+DataIStreamContainer createDataIStreamFromHeaderLine(std::istream& stream);
+DataIStreamContainer createDataIStreamFromHeaderLine(KVifstreamBinary& stream);
+
+/// The type of a magic or type word of the header line ("TQBS", "Binary", ...); None for others.
+DataStreamType dataStreamTypeFromString(const std::string& word);
+
+} // namespace FileSystem

@@ -1,0 +1,163 @@
+#include <FileSystem/utilities/BinaryTextEncoder.h>
+
+#include <array>
+
+namespace Utilities {
+
+namespace {
+
+constexpr char kHexUpper[] = "0123456789ABCDEF";
+constexpr char kHexLower[] = "0123456789abcdef";
+constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr std::uint8_t kSkip = 0xFE;
+constexpr std::uint8_t kInvalid = 0xFF;
+
+/// White space of the classic locale.
+constexpr bool isSpace(unsigned char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+
+constexpr std::array<std::uint8_t, 256> makeHexTable() {
+    std::array<std::uint8_t, 256> table{};
+    for (auto& entry : table)
+        entry = kInvalid;
+    for (int c = 0; c < 256; ++c)
+        if (isSpace(static_cast<unsigned char>(c)))
+            table[c] = kSkip;
+    for (int i = 0; i < 10; ++i)
+        table['0' + i] = static_cast<std::uint8_t>(i);
+    for (int i = 0; i < 6; ++i) {
+        table['a' + i] = static_cast<std::uint8_t>(10 + i);
+        table['A' + i] = static_cast<std::uint8_t>(10 + i);
+    }
+    return table;
+}
+
+constexpr std::array<std::uint8_t, 256> makeBase64Table() {
+    std::array<std::uint8_t, 256> table{};
+    for (auto& entry : table)
+        entry = kInvalid;
+    for (int c = 0; c < 256; ++c)
+        if (isSpace(static_cast<unsigned char>(c)))
+            table[c] = kSkip;
+    table['='] = kSkip;
+    for (int i = 0; i < 64; ++i)
+        table[static_cast<unsigned char>(kBase64[i])] = static_cast<std::uint8_t>(i);
+    return table;
+}
+
+constexpr auto kHexTable = makeHexTable();
+constexpr auto kBase64Table = makeBase64Table();
+
+} // namespace
+
+// ---- Hexadecimal ---------------------------------------------------------------
+
+void BinaryTextEncoderHex::encodeTo(std::span<const std::byte> data, std::string& out) const {
+    const char* digits = m_option ? kHexUpper : kHexLower;
+    const std::size_t start = out.size();
+    out.resize(start + data.size() * 2);
+    char* write = out.data() + start;
+    for (std::byte b : data) {
+        const auto value = static_cast<unsigned char>(b);
+        *write++ = digits[value >> 4];
+        *write++ = digits[value & 0x0F];
+    }
+}
+
+std::optional<std::string> BinaryTextEncoderHex::encode(std::span<const std::byte> data) const {
+    std::string text;
+    encodeTo(data, text);
+    return text;
+}
+
+std::optional<std::vector<std::byte>> BinaryTextEncoderHex::decode(std::span<const char> text) const {
+    std::vector<std::byte> bytes;
+    bytes.reserve(text.size() / 2);
+    int high = -1;
+    for (char c : text) {
+        const std::uint8_t value = kHexTable[static_cast<unsigned char>(c)];
+        if (value == kSkip)
+            continue;
+        if (value == kInvalid)
+            return std::nullopt;
+        if (high < 0) {
+            high = value;
+        } else {
+            bytes.push_back(static_cast<std::byte>(high << 4 | value));
+            high = -1;
+        }
+    }
+    return bytes; // an odd last digit is dropped
+}
+
+// ---- Base64 --------------------------------------------------------------------
+
+std::optional<std::string> BinaryTextEncoderBase64::encode(std::span<const std::byte> data) const {
+    if (data.size() >= 0xBFFFFFFFFFFFFFFEull)
+        return std::nullopt;
+    const std::size_t groups = (data.size() + 2) / 3;
+    std::string text(groups * 4, '=');
+    const auto* in = reinterpret_cast<const unsigned char*>(data.data());
+    char* out = text.data();
+    std::size_t i = 0;
+    for (; i + 3 <= data.size(); i += 3) {
+        const std::uint32_t v = std::uint32_t(in[i]) << 16 | std::uint32_t(in[i + 1]) << 8 | in[i + 2];
+        *out++ = kBase64[v >> 18];
+        *out++ = kBase64[(v >> 12) & 63];
+        *out++ = kBase64[(v >> 6) & 63];
+        *out++ = kBase64[v & 63];
+    }
+    const std::size_t rest = data.size() - i;
+    if (rest > 0) {
+        const std::uint32_t v = std::uint32_t(in[i]) << 16 | (rest == 2 ? std::uint32_t(in[i + 1]) << 8 : 0);
+        *out++ = kBase64[v >> 18];
+        *out++ = kBase64[(v >> 12) & 63];
+        if (rest == 2)
+            *out++ = kBase64[(v >> 6) & 63];
+    }
+    if (!m_option)
+        text.resize(static_cast<std::size_t>(out - text.data()));
+    return text;
+}
+
+bool BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::vector<std::byte>& out) {
+    for (char c : text) {
+        const std::uint8_t value = kBase64Table[static_cast<unsigned char>(c)];
+        if (value == kSkip)
+            continue;
+        if (value == kInvalid)
+            return false;
+        m_bits = m_bits << 6 | value;
+        if (++m_digits == 4) {
+            out.push_back(static_cast<std::byte>(m_bits >> 16));
+            out.push_back(static_cast<std::byte>(m_bits >> 8));
+            out.push_back(static_cast<std::byte>(m_bits));
+            m_bits = 0;
+            m_digits = 0;
+        }
+    }
+    return true;
+}
+
+void BinaryTextEncoderBase64::Decoder::finish(std::vector<std::byte>& out) {
+    if (m_digits == 2) {
+        out.push_back(static_cast<std::byte>(m_bits >> 4));
+    } else if (m_digits == 3) {
+        out.push_back(static_cast<std::byte>(m_bits >> 10));
+        out.push_back(static_cast<std::byte>(m_bits >> 2));
+    }
+    m_bits = 0;
+    m_digits = 0; // a lone digit is dropped
+}
+
+std::optional<std::vector<std::byte>> BinaryTextEncoderBase64::decode(std::span<const char> text) const {
+    std::vector<std::byte> bytes;
+    bytes.reserve(text.size() / 4 * 3 + 2);
+    Decoder decoder;
+    if (!decoder.feed(text, bytes))
+        return std::nullopt;
+    decoder.finish(bytes);
+    return bytes;
+}
+
+} // namespace Utilities

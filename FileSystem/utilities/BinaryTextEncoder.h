@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Utilities {
+
+/// Turns bytes into text and back.
+class BinaryTextEncoder {
+public:
+    virtual ~BinaryTextEncoder() = default;
+    /// 2 for hexadecimal, 3 for Base64.
+    virtual int type() const = 0;
+    /// The text of the bytes; empty when they cannot be encoded.
+    virtual std::optional<std::string> encode(std::span<const std::byte> data) const = 0;
+    /// The bytes of a text; empty when the text is not of this encoding.
+    virtual std::optional<std::vector<std::byte>> decode(std::span<const char> text) const = 0;
+};
+
+/// An encoder with one option: upper case (hexadecimal) or padding (Base64).
+class BinaryTextEncoderBase : public BinaryTextEncoder {
+public:
+    explicit BinaryTextEncoderBase(bool option = true) : m_option(option) {}
+
+protected:
+    bool m_option;
+};
+
+/// Gives an encoder its type number.
+template <int Type, class Base>
+class BinaryTextEncoderEx : public Base {
+public:
+    using Base::Base;
+    int type() const override { return Type; }
+};
+
+/// Two digits per byte, high nibble first. Decoding skips white space and
+/// takes digits of either case; an odd last digit is dropped.
+class BinaryTextEncoderHex : public BinaryTextEncoderEx<2, BinaryTextEncoderBase> {
+public:
+    explicit BinaryTextEncoderHex(bool upperCase = true) : BinaryTextEncoderEx(upperCase) {}
+
+    bool upperCase() const noexcept { return m_option; }
+    std::optional<std::string> encode(std::span<const std::byte> data) const override;
+    std::optional<std::vector<std::byte>> decode(std::span<const char> text) const override;
+
+    /// Appends the text of the bytes to `out`.
+    void encodeTo(std::span<const std::byte> data, std::string& out) const;
+};
+
+/// The Base64 alphabets.
+class BinaryTextEncoderBase64Base : public BinaryTextEncoderBase {
+public:
+    using BinaryTextEncoderBase::BinaryTextEncoderBase;
+};
+
+/// Base64 with the standard alphabet of RFC 4648, no line breaks. Decoding
+/// skips white space and every '=' wherever they stand; a tail of two or three
+/// digits gives one or two bytes, a lone last digit is dropped.
+class BinaryTextEncoderBase64 : public BinaryTextEncoderEx<3, BinaryTextEncoderBase64Base> {
+public:
+    explicit BinaryTextEncoderBase64(bool padding = true) : BinaryTextEncoderEx(padding) {}
+
+    bool padding() const noexcept { return m_option; }
+    std::optional<std::string> encode(std::span<const std::byte> data) const override;
+    std::optional<std::vector<std::byte>> decode(std::span<const char> text) const override;
+
+    /// Decodes a text that arrives in pieces: `feed` each piece (false at a
+    /// character that is not of the alphabet), then `finish`.
+    class Decoder {
+    public:
+        bool feed(std::span<const char> text, std::vector<std::byte>& out);
+        void finish(std::vector<std::byte>& out);
+
+    private:
+        std::uint32_t m_bits = 0;
+        int m_digits = 0; ///< digits of the group in progress (0 to 3)
+    };
+};
+
+} // namespace Utilities
