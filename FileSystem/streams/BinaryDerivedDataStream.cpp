@@ -43,12 +43,9 @@ int BinaryDerivedDataIStream::do_rawPeek() { throw std::logic_error("Not implmen
 bool BinaryHexDataOStream::do_rawWrite(const char* data, std::uint64_t size) {
     if (data == nullptr)
         return true;
-    const auto text = m_encoder.encode(std::span(reinterpret_cast<const std::byte*>(data), static_cast<std::size_t>(size)));
-    if (!text) {
-        failStream();
-        return false;
-    }
-    return BinaryDataOStream::do_rawWrite(text->data(), text->size());
+    m_text.clear();
+    m_encoder.encodeTo(std::span(reinterpret_cast<const std::byte*>(data), static_cast<std::size_t>(size)), m_text);
+    return BinaryDataOStream::do_rawWrite(m_text.data(), m_text.size());
 }
 
 bool BinaryHexDataIStream::do_rawRead(char* data, std::uint64_t size) {
@@ -90,12 +87,12 @@ BinaryBase64DataOStream::~BinaryBase64DataOStream() {
 }
 
 bool BinaryBase64DataOStream::writeEncoded(std::span<const std::byte> bytes) {
-    const auto text = m_encoder.encode(bytes);
-    if (!text) {
+    m_text.clear();
+    if (!m_encoder.encodeTo(bytes, m_text)) {
         failStream();
         return false;
     }
-    return BinaryDataOStream::do_rawWrite(text->data(), text->size());
+    return BinaryDataOStream::do_rawWrite(m_text.data(), m_text.size());
 }
 
 bool BinaryBase64DataOStream::do_rawWrite(const char* data, std::uint64_t size) {

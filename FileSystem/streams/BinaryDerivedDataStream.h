@@ -45,6 +45,7 @@ public:
 
 private:
     Utilities::BinaryTextEncoderHex m_encoder{true};
+    std::string m_text; ///< the text of the last write, its memory used again
 };
 
 class BinaryHexDataIStream : public BinaryDerivedDataIStream {
@@ -78,6 +79,7 @@ private:
     std::vector<std::byte> m_buffer;
     std::size_t m_pendingStart = 0;
     Utilities::BinaryTextEncoderBase64 m_encoder{true};
+    std::string m_text; ///< the text of the last write, its memory used again
 };
 
 class BinaryBase64DataIStream : public BinaryDerivedDataIStream {

@@ -1,6 +1,7 @@
 #include <FileSystem/utilities/BinaryTextEncoder.h>
 
 #include <array>
+#include <cstring>
 
 namespace Utilities {
 
@@ -48,6 +49,17 @@ constexpr std::array<std::uint8_t, 256> makeBase64Table() {
 constexpr auto kHexTable = makeHexTable();
 constexpr auto kBase64Table = makeBase64Table();
 
+/// Two Base64 digits for every 12 bits, as they stand in memory.
+const std::array<std::array<char, 2>, 4096>& base64Pairs() {
+    static const auto table = [] {
+        std::array<std::array<char, 2>, 4096> pairs{};
+        for (int i = 0; i < 4096; ++i)
+            pairs[i] = {kBase64[i >> 6], kBase64[i & 63]};
+        return pairs;
+    }();
+    return table;
+}
+
 } // namespace
 
 // ---- Hexadecimal ---------------------------------------------------------------
@@ -93,50 +105,92 @@ std::optional<std::vector<std::byte>> BinaryTextEncoderHex::decode(std::span<con
 // ---- Base64 --------------------------------------------------------------------
 
 std::optional<std::string> BinaryTextEncoderBase64::encode(std::span<const std::byte> data) const {
-    if (data.size() >= 0xBFFFFFFFFFFFFFFEull)
+    std::string text;
+    if (!encodeTo(data, text))
         return std::nullopt;
-    const std::size_t groups = (data.size() + 2) / 3;
-    std::string text(groups * 4, '=');
+    return text;
+}
+
+bool BinaryTextEncoderBase64::encodeTo(std::span<const std::byte> data, std::string& text) const {
+    if (data.size() >= 0xBFFFFFFFFFFFFFFEull)
+        return false;
+    text.reserve(text.size() + (data.size() + 2) / 3 * 4);
     const auto* in = reinterpret_cast<const unsigned char*>(data.data());
-    char* out = text.data();
+    const auto& pairs = base64Pairs();
+    // The text is made in pieces that stay in the cache and then appended, so
+    // that the output memory is written once.
+    constexpr std::size_t kGroups = 4096;
+    char piece[kGroups * 4];
     std::size_t i = 0;
-    for (; i + 3 <= data.size(); i += 3) {
-        const std::uint32_t v = std::uint32_t(in[i]) << 16 | std::uint32_t(in[i + 1]) << 8 | in[i + 2];
-        *out++ = kBase64[v >> 18];
-        *out++ = kBase64[(v >> 12) & 63];
-        *out++ = kBase64[(v >> 6) & 63];
-        *out++ = kBase64[v & 63];
+    while (i + 3 <= data.size()) {
+        const std::size_t groups = std::min(kGroups, (data.size() - i) / 3);
+        char* out = piece;
+        for (std::size_t g = 0; g < groups; ++g, i += 3, out += 4) {
+            const std::uint32_t v = std::uint32_t(in[i]) << 16 | std::uint32_t(in[i + 1]) << 8 | in[i + 2];
+            std::memcpy(out, pairs[v >> 12].data(), 2);
+            std::memcpy(out + 2, pairs[v & 0xFFF].data(), 2);
+        }
+        text.append(piece, groups * 4);
     }
     const std::size_t rest = data.size() - i;
     if (rest > 0) {
         const std::uint32_t v = std::uint32_t(in[i]) << 16 | (rest == 2 ? std::uint32_t(in[i + 1]) << 8 : 0);
-        *out++ = kBase64[v >> 18];
-        *out++ = kBase64[(v >> 12) & 63];
+        text += kBase64[v >> 18];
+        text += kBase64[(v >> 12) & 63];
         if (rest == 2)
-            *out++ = kBase64[(v >> 6) & 63];
+            text += kBase64[(v >> 6) & 63];
+        if (m_option)
+            text.append(rest == 2 ? 1 : 2, '=');
     }
-    if (!m_option)
-        text.resize(static_cast<std::size_t>(out - text.data()));
-    return text;
+    return true;
 }
 
 bool BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::vector<std::byte>& out) {
-    for (char c : text) {
-        const std::uint8_t value = kBase64Table[static_cast<unsigned char>(c)];
+    const auto* in = reinterpret_cast<const unsigned char*>(text.data());
+    const std::size_t size = text.size();
+    const std::size_t start = out.size();
+    out.resize(start + size / 4 * 3 + 3);
+    auto* const begin = reinterpret_cast<unsigned char*>(out.data());
+    unsigned char* write = begin + start;
+    bool valid = true;
+    for (std::size_t i = 0; i < size;) {
+        // Whole groups of four digits go straight through.
+        if (m_digits == 0) {
+            while (i + 4 <= size) {
+                const std::uint8_t a = kBase64Table[in[i]], b = kBase64Table[in[i + 1]],
+                                   c = kBase64Table[in[i + 2]], d = kBase64Table[in[i + 3]];
+                if ((a | b | c | d) & 0xC0)
+                    break;
+                const std::uint32_t v = std::uint32_t(a) << 18 | std::uint32_t(b) << 12 | std::uint32_t(c) << 6 | d;
+                write[0] = static_cast<unsigned char>(v >> 16);
+                write[1] = static_cast<unsigned char>(v >> 8);
+                write[2] = static_cast<unsigned char>(v);
+                write += 3;
+                i += 4;
+            }
+            if (i >= size)
+                break;
+        }
+        // White space, '=' and groups that they interrupt: one character at a time.
+        const std::uint8_t value = kBase64Table[in[i++]];
         if (value == kSkip)
             continue;
-        if (value == kInvalid)
-            return false;
+        if (value == kInvalid) {
+            valid = false;
+            break;
+        }
         m_bits = m_bits << 6 | value;
         if (++m_digits == 4) {
-            out.push_back(static_cast<std::byte>(m_bits >> 16));
-            out.push_back(static_cast<std::byte>(m_bits >> 8));
-            out.push_back(static_cast<std::byte>(m_bits));
+            write[0] = static_cast<unsigned char>(m_bits >> 16);
+            write[1] = static_cast<unsigned char>(m_bits >> 8);
+            write[2] = static_cast<unsigned char>(m_bits);
+            write += 3;
             m_bits = 0;
             m_digits = 0;
         }
     }
-    return true;
+    out.resize(static_cast<std::size_t>(write - begin));
+    return valid;
 }
 
 void BinaryTextEncoderBase64::Decoder::finish(std::vector<std::byte>& out) {

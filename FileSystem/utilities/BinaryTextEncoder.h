@@ -67,6 +67,9 @@ public:
 
     bool padding() const noexcept { return m_option; }
     std::optional<std::string> encode(std::span<const std::byte> data) const override;
+    /// Appends the text of the bytes to `out` (whose memory can so be used
+    /// again); false, and nothing appended, for input too large to encode.
+    bool encodeTo(std::span<const std::byte> data, std::string& out) const;
     std::optional<std::vector<std::byte>> decode(std::span<const char> text) const override;
 
     /// Decodes a text that arrives in pieces: `feed` each piece (false at a
