@@ -2,7 +2,10 @@
 
 // Every public header of the library.
 
+#include <FileSystem/environment/DynamicLibraryLinker.h>
 #include <FileSystem/environment/EnvironmentVariableModel.h>
+#include <FileSystem/environment/MachineInfo.h>
+#include <FileSystem/environment/RuntimeEnvironment.h>
 
 #include <FileSystem/files/Directory.h>
 #include <FileSystem/files/DirectoryListing.h>
