@@ -29,6 +29,8 @@
 #include <FileSystem/streams/DataStreamVersionObject.h>
 #include <FileSystem/streams/TextDataStream.h>
 
+#include <FileSystem/zip/ZipArchive.h>
+
 #include <FileSystem/utilities/BinaryTextEncoder.h>
 #include <FileSystem/utilities/BuildInfo.h>
 #include <FileSystem/utilities/Endianness.h>
