@@ -76,6 +76,11 @@ bool File::isDirectory(const std::string& path, bool followLinks) {
     return Directory::isDirectory(path, followLinks);
 }
 
+bool File::isRegularFile(const std::string& path) {
+    const auto attributes = sys::attributes(toSystemPath(path));
+    return attributes && attributes->regularFile;
+}
+
 bool File::isReadOnly(const std::string& path) {
     const auto attributes = sys::attributes(toSystemPath(path));
     return !attributes || attributes->readOnly;

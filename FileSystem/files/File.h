@@ -59,6 +59,8 @@ public:
     static bool exists(const std::string& path);
     /// A folder (through a link only with `followLinks`); "." and ".." do not count.
     static bool isDirectory(const std::string& path, bool followLinks);
+    /// A plain file (not a folder, pipe, socket or device), links followed.
+    static bool isRegularFile(const std::string& path);
     /// Nobody may write it. A missing path is read-only.
     static bool isReadOnly(const std::string& path);
     static bool canRead(const std::string& path);

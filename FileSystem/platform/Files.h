@@ -15,6 +15,7 @@ struct Attributes {
     bool directory = false;    ///< a folder, or a link to one
     bool readOnly = false;     ///< nobody may write it
     bool symbolicLink = false; ///< the path itself is a link
+    bool regularFile = false;  ///< a plain file (through a link: what it points to)
 };
 
 /// The attributes of a path; empty when nothing is there or it cannot be read.

@@ -255,6 +255,9 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
             const std::string name = nameOf(path);
             if (name.empty() || m_entries.count(name))
                 return true; // already in the archive
+            std::uint64_t size = 0;
+            if (File::getData(path, size) && !File::isRegularFile(path))
+                return true; // a pipe, socket or device has no content to archive (and may never end)
             m_entries.insert(name);
             addParents(name, path);
             Record record;

@@ -171,6 +171,7 @@ std::optional<Attributes> attributes(const std::string& path) {
         st = target;
     }
     result.directory = S_ISDIR(st.st_mode);
+    result.regularFile = S_ISREG(st.st_mode);
     result.readOnly = (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
     return result;
 }
