@@ -3,6 +3,7 @@
 #include <FileSystem/zip/ZipArchive.h>
 
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/zip/detail/EntryReader.h>
 
 #include <chrono>
 #include <cstdio>
@@ -14,12 +15,8 @@ namespace FileSystem {
 
 /// A reader's open data.
 struct ZipArchive::FileInZip::Reader {
-    zip_file_t* file = nullptr;
+    std::unique_ptr<detail::EntryReader> data;
     std::uint64_t read = 0;
-    ~Reader() {
-        if (file != nullptr)
-            zip_fclose(file);
-    }
 };
 
 /// A writer's entry: its bytes gather in memory, then in a temporary file, and
@@ -88,9 +85,9 @@ bool ZipArchive::FileInZip::open(const std::string& password, int aesVersion, co
         m_parent->m_currentCount = *index;
         auto reader = std::make_shared<Reader>();
         auto* archive = static_cast<zip_t*>(getZipHandle());
-        reader->file = password.empty() ? zip_fopen_index(archive, *index, 0)
-                                        : zip_fopen_index_encrypted(archive, *index, 0, password.c_str());
-        if (reader->file == nullptr)
+        reader->data = std::make_unique<detail::EntryReader>(archive, *index,
+                                                             password.empty() ? m_parent->m_password : password);
+        if (!reader->data->isOpen())
             return false;
         m_reader = std::move(reader);
         m_open = true;
@@ -110,9 +107,9 @@ bool ZipArchive::FileInZip::close() {
     if (!m_open || m_parent == nullptr || !m_parent->isOpen())
         return false;
     if (m_reader) {
-        zip_file_t* file = m_reader->file;
-        m_reader->file = nullptr;
-        return file != nullptr && zip_fclose(file) == 0;
+        const bool wasOpen = m_reader->data != nullptr;
+        m_reader->data.reset();
+        return wasOpen;
     }
     if (!m_writer || m_writer->finished)
         return false;
@@ -154,9 +151,9 @@ bool ZipArchive::FileInZip::close() {
 }
 
 int ZipArchive::FileInZip::read(char* data, unsigned size) {
-    if (!m_open || !m_reader || m_reader->file == nullptr || !isUnzipping())
+    if (!m_open || !m_reader || !m_reader->data || !isUnzipping())
         return 0;
-    const zip_int64_t got = zip_fread(m_reader->file, data, size);
+    const std::int64_t got = m_reader->data->read(data, size);
     if (got <= 0)
         return got < 0 ? -1 : 0;
     m_reader->read += static_cast<std::uint64_t>(got);

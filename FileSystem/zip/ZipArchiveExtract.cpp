@@ -7,6 +7,7 @@
 #include <FileSystem/files/File.h>
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/zip/detail/EntryReader.h>
 
 #include <stdexcept>
 #include <vector>
@@ -16,15 +17,6 @@ namespace FileSystem {
 namespace {
 
 [[noreturn]] void fail(const std::string& what) { throw std::runtime_error("Zip Extract Failure : " + what); }
-
-/// Closes an entry's data at the end of a scope.
-struct EntryData {
-    zip_file_t* file;
-    ~EntryData() {
-        if (file != nullptr)
-            zip_fclose(file);
-    }
-};
 
 std::vector<std::string> segments(const std::string& path) {
     std::vector<std::string> parts;
@@ -71,8 +63,8 @@ bool ZipArchive::extractEntry(std::uint64_t index, const std::string& path) cons
     if (File::isDirectory(path, true))
         fail("Extract path already exists and is not a file : " + path);
     const FileInfo info = fileInfoAt(index);
-    EntryData data{zip_fopen_index(static_cast<zip_t*>(engine()), index, 0)};
-    if (data.file == nullptr)
+    detail::EntryReader data(static_cast<zip_t*>(engine()), index, m_password);
+    if (!data.isOpen())
         fail("Failed to open entry : " + info.name);
 
     const std::string folder = Path::stripLastToken(path);
@@ -94,7 +86,7 @@ bool ZipArchive::extractEntry(std::uint64_t index, const std::string& path) cons
              std::to_string(info.uncompressedSize));
     };
     for (;;) {
-        const zip_int64_t got = zip_fread(data.file, buffer.data(), buffer.size());
+        const std::int64_t got = data.read(buffer.data(), buffer.size());
         if (got < 0)
             fail("Failed to read from zip : " + info.name);
         if (got == 0)
@@ -133,14 +125,14 @@ std::optional<std::string> ZipArchive::extractDataFromZip(const std::optional<Zi
     if (!index)
         return std::nullopt;
     const std::uint64_t declared = fileInfoAt(*index).uncompressedSize;
-    EntryData data{zip_fopen_index(static_cast<zip_t*>(engine()), *index, 0)};
-    if (data.file == nullptr)
+    detail::EntryReader data(static_cast<zip_t*>(engine()), *index, m_password);
+    if (!data.isOpen())
         return std::nullopt;
     // Grown as the data comes, never beyond what the entry declares.
     std::string content;
     std::vector<char> buffer(static_cast<std::size_t>(s_ChuckSize));
     for (;;) {
-        const zip_int64_t got = zip_fread(data.file, buffer.data(), buffer.size());
+        const std::int64_t got = data.read(buffer.data(), buffer.size());
         if (got < 0 || content.size() + static_cast<std::uint64_t>(got) > declared)
             return std::nullopt;
         if (got == 0)

@@ -219,6 +219,7 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
         m_progress->setRange(0); // the total is not known yet
     Tracker tracker(m_progress);
     std::map<std::string, Record> records;
+    const std::string archiveName = Path::getLastToken(m_fileName);
     const std::set<std::string> entriesBefore = m_entries;
 
     // Folders above an entry that the archive does not have yet.
@@ -296,8 +297,9 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
             return true;
         };
         const auto onFilter = [&](const std::string& path) {
-            if (Path::compare(path, m_fileName))
-                return false; // an archive never swallows itself
+            // An archive never swallows itself (the name is compared first: it is cheap).
+            if (Path::getLastToken(path) == archiveName && Path::compare(path, m_fileName))
+                return false;
             if (!m_ignoredExtensions.empty() && m_ignoredExtensions.count(Path::getExtension(path, true)))
                 return false;
             if (!m_ignoredFiles.empty() && m_ignoredFiles.count(Path::getLastToken(path)))

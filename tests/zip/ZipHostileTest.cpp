@@ -140,3 +140,26 @@ TEST(ZipHostile, SizesThatLieAndBrokenFiles) {
     ZipArchive cut(dir / "cut.zip", ZipArchive::OpenMode::Read, 1);
     EXPECT_TRUE(cut.allEntries(true, true).empty());
 }
+
+TEST(ZipHostile, TamperedEncryptedEntries) {
+    TestSupport::TempDir dir;
+    const std::string data(5000, 'q');
+    File::dumpToFile(dir / "plain.txt", data);
+    // 7-Zip writes AES entries without checksum: the HMAC alone guards them.
+    const std::string command = "cd '" + dir.path() + "' && 7z a -tzip -mem=AES256 -mm=Copy -psecret aes.zip plain.txt > /dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::string bytes = File::readWholeFile(dir / "aes.zip", true);
+    ZipArchive intact(dir / "aes.zip", ZipArchive::OpenMode::Read, 1);
+    intact.setPassword("secret");
+    EXPECT_EQ(intact.extractDataFromZip("plain.txt"), data);
+    intact.setPassword("wrong");
+    EXPECT_FALSE(intact.extractDataFromZip("plain.txt").has_value());
+
+    const std::size_t at = bytes.find("plain.txt") + 9 + 11 + 18 + 100; // inside the encrypted data
+    bytes[at] = static_cast<char>(bytes[at] ^ 0x20);
+    File::dumpToFile(dir / "tampered.zip", bytes);
+    ZipArchive tampered(dir / "tampered.zip", ZipArchive::OpenMode::Read, 1);
+    tampered.setPassword("secret");
+    EXPECT_FALSE(tampered.extractDataFromZip("plain.txt").has_value());
+    expectRefused(tampered, dir / "out", false);
+}
