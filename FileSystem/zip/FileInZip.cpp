@@ -94,7 +94,7 @@ bool ZipArchive::FileInZip::open(const std::string& password, int aesVersion, co
         return true;
     }
     auto writer = std::make_shared<Writer>();
-    writer->password = password;
+    writer->password = password.empty() ? m_parent->m_password : password;
     writer->aesVersion = aesVersion < 0 ? 1 : aesVersion;
     writer->comment = s_zipCommentTesselPrefix + additionalComment;
     m_info->aesVersion = writer->aesVersion;

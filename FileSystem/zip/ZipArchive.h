@@ -132,8 +132,9 @@ public:
     const std::string& getFileName() const noexcept { return m_fileName; }
     OpenMode getOpenMode() const noexcept { return m_mode; }
     void attachProgressInterface(Tools::ToolProgress* const progress) { m_progress = progress; }
-    /// The password for encrypted entries that extraction and FileInZip read
-    /// without one of their own (AES and traditional encryption).
+    /// A password for the archive: a reader uses it for encrypted entries that
+    /// are read without one of their own (AES and traditional encryption); a
+    /// writer encrypts the entries it adds with WinZip AES-256.
     void setPassword(const std::string& password);
 
     // ---- Listing and finding (readers; empty answers otherwise) ---------------------

@@ -356,8 +356,12 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
                 zip_source_free(source);
                 continue;
             }
-            if (detail::describeEntry(archive, static_cast<zip_uint64_t>(index), false, m_compressionLevel, record.attributes,
-                              modified, s_zipCommentTesselPrefix))
+            const bool described = detail::describeEntry(archive, static_cast<zip_uint64_t>(index), false,
+                                                         m_compressionLevel, record.attributes, modified,
+                                                         s_zipCommentTesselPrefix);
+            // With a password set on the archive, new entries are encrypted with AES-256.
+            if (described && (m_password.empty() || zip_file_set_encryption(archive, static_cast<zip_uint64_t>(index),
+                                                                            ZIP_EM_AES_256, m_password.c_str()) == 0))
                 ++scheduled;
         }
         return scheduled;

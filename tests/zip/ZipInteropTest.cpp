@@ -219,6 +219,29 @@ TEST(ZipInterop, AesArchivesFrom7Zip) {
     expectReadableToolArchive(dir, "7z a -tzip -mem=AES256 -psecret aes.zip src", "aes.zip", false, "secret");
 }
 
+TEST(ZipInterop, ArchivePasswordEncryptsWhatIsAdded) {
+    TestSupport::TempDir dir;
+    const std::string tree = makeTree(dir);
+    {
+        ZipArchive zip(dir / "locked.zip", Mode::Create, 1);
+        zip.setPassword("secret");
+        ASSERT_TRUE(zip.addToZip(tree, true, false));
+    }
+    ZipArchive reader(dir / "locked.zip", Mode::Read, 1);
+    const auto files = reader.getAllFileInfos(false);
+    ASSERT_FALSE(files.empty());
+    for (const auto& info : files)
+        EXPECT_GT(info.aesVersion, 0) << info.name;
+    EXPECT_FALSE(reader.extractDataFromZip("src/top.txt").has_value()); // no password, no data
+    reader.setPassword("secret");
+    EXPECT_TRUE(sameBytes(reader.extractDataFromZip("src/bin/noise.bin"), bytesOf(tree + "/bin/noise.bin")));
+
+    EXPECT_NE(run(dir.path(), "7z t -pwrong locked.zip").status, 0);
+    const Outcome extracted = run(dir.path(), "7z x -psecret -y -oout locked.zip");
+    ASSERT_EQ(extracted.status, 0) << extracted.output;
+    expectSameTree(tree, dir / "out/src", false);
+}
+
 TEST(ZipInterop, SymbolicLinksFromInfoZip) {
     TestSupport::TempDir dir;
     dir.write("src/data/target.txt", "linked content\n");

@@ -12,6 +12,7 @@ namespace FileSystem::detail {
 namespace {
 
 constexpr std::size_t kVerifierLength = 2;
+constexpr std::size_t kKeystreamBytes = 1 << 16;
 constexpr std::size_t kAuthenticationLength = 10;
 
 std::size_t keyLength(std::uint16_t method) {
@@ -41,8 +42,9 @@ struct EntryReader::Aes {
     EVP_MAC* macType = nullptr;
     EVP_MAC_CTX* mac = nullptr;
     unsigned char counter[16] = {};
-    unsigned char keystream[16 * 64] = {};
-    std::size_t keystreamUsed = sizeof keystream;
+    std::vector<unsigned char> blocks = std::vector<unsigned char>(kKeystreamBytes);
+    std::vector<unsigned char> keystream = std::vector<unsigned char>(kKeystreamBytes);
+    std::size_t keystreamUsed = kKeystreamBytes;
     std::uint64_t remaining = 0; ///< encrypted bytes still to read
 
     ~Aes() {
@@ -76,24 +78,38 @@ struct EntryReader::Aes {
     bool decrypt(unsigned char* data, std::size_t size) {
         if (EVP_MAC_update(mac, data, size) != 1)
             return false;
-        for (std::size_t i = 0; i < size; ++i) {
-            if (keystreamUsed == sizeof keystream && !refill())
+        while (size > 0) {
+            if (keystreamUsed == kKeystreamBytes && !refill())
                 return false;
-            data[i] ^= keystream[keystreamUsed++];
+            const std::size_t n = std::min(size, kKeystreamBytes - keystreamUsed);
+            const unsigned char* key = keystream.data() + keystreamUsed;
+            std::size_t i = 0;
+            for (; i + 8 <= n; i += 8) {
+                std::uint64_t a, b;
+                std::memcpy(&a, data + i, 8);
+                std::memcpy(&b, key + i, 8);
+                a ^= b;
+                std::memcpy(data + i, &a, 8);
+            }
+            for (; i < n; ++i)
+                data[i] ^= key[i];
+            data += n;
+            size -= n;
+            keystreamUsed += n;
         }
         return true;
     }
 
+    /// The next stretch of key stream: AES of the counter blocks that follow.
     bool refill() {
-        unsigned char blocks[sizeof keystream];
-        for (std::size_t b = 0; b < sizeof keystream / 16; ++b) {
-            for (unsigned char& byte : counter) // little-endian increment
+        for (std::size_t b = 0; b < kKeystreamBytes / 16; ++b) {
+            for (unsigned char& byte : counter) // a little-endian increment
                 if (++byte != 0)
                     break;
-            std::memcpy(blocks + 16 * b, counter, 16);
+            std::memcpy(blocks.data() + 16 * b, counter, 16);
         }
         int produced = 0;
-        if (EVP_EncryptUpdate(cipher, keystream, &produced, blocks, static_cast<int>(sizeof blocks)) != 1)
+        if (EVP_EncryptUpdate(cipher, keystream.data(), &produced, blocks.data(), static_cast<int>(kKeystreamBytes)) != 1)
             return false;
         keystreamUsed = 0;
         return true;
@@ -113,16 +129,18 @@ EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& 
     if (zip_stat_index(archive, index, 0, &stat) != 0)
         return;
     const std::size_t key = (stat.valid & ZIP_STAT_ENCRYPTION_METHOD) ? keyLength(stat.encryption_method) : 0;
-    const bool noChecksum = (stat.valid & ZIP_STAT_CRC) && stat.crc == 0;
     const bool readable = (stat.valid & ZIP_STAT_COMP_METHOD) && (stat.valid & ZIP_STAT_COMP_SIZE) &&
+                          (stat.valid & ZIP_STAT_CRC) &&
                           (stat.comp_method == ZIP_CM_STORE || stat.comp_method == ZIP_CM_DEFLATE);
-    if (key == 0 || !noChecksum || !readable) {
+    if (key == 0 || !readable) {
         m_file = password.empty() ? zip_fopen_index(archive, index, 0)
                                   : zip_fopen_index_encrypted(archive, index, 0, password.c_str());
         return;
     }
 
-    // An AES entry without checksum: decrypted and inflated here.
+    // AES entries are decrypted, verified and inflated here. Those of the AE-1
+    // kind also carry a checksum; AE-2 entries (checksum 0) rely on the HMAC alone.
+    m_expectedChecksum = stat.crc;
     const std::size_t saltLength = key / 2;
     if (password.empty() || stat.comp_size < saltLength + kVerifierLength + kAuthenticationLength)
         return;
@@ -187,6 +205,16 @@ std::int64_t EntryReader::read(void* data, std::uint64_t size) {
         return -1;
     if (!m_aes)
         return zip_fread(m_file, data, size);
+    const std::int64_t got = readPlain(data, size);
+    if (got > 0) {
+        m_checksum = crc32(m_checksum, static_cast<const Bytef*>(data), static_cast<uInt>(got));
+    } else if (got == 0 && m_expectedChecksum != 0 && m_checksum != m_expectedChecksum) {
+        return -1;
+    }
+    return got;
+}
+
+std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
     if (m_stored)
         return readDecrypted(static_cast<unsigned char*>(data), size);
     if (!m_zlibOpen)
