@@ -152,10 +152,6 @@ void ToolUnzip(benchmark::State& state) {
     finish(state, plainArchive());
 }
 
-// Every FileInZip writes its entry to disk when it closes, and the engine
-// rewrites the whole archive at each such commit, so the cost grows with the
-// square of the number of entries. The tree's few hundred files of 4 KiB to
-// 4 MiB keep that within bounds; the folders get no entries of their own.
 /// The tree with AES-256 entries: a writer with a password encrypts what it adds.
 /// (Entries written one by one through FileInZip commit the archive at each
 /// close, so that path grows with the square of the entry count; a tree goes
@@ -167,9 +163,7 @@ bool writeAesArchive(const std::string& archive) {
     return zip.addToZip(workspace().tree.string(), true, false);
 }
 
-// The AES archives the extraction rounds read: one by 7z (AE-2 entries without
-// checksum, which the library decrypts and verifies itself) and one by the
-// library (read through the engine).
+// The AES archives the extraction rounds read: one by 7z and one by the library.
 const std::string& aesArchiveBy7z() {
     static const std::string archive = [] {
         shell("7z a -tzip -mem=AES256 -psecret -mx=1 extract-source-7z-aes.zip tree");

@@ -36,7 +36,8 @@ struct ZipArchive::FileInZip::Writer {
     bool append(const char* data, std::size_t size) {
         if (spill == nullptr && memory.size() + size > kMemoryLimit) {
             spill = std::tmpfile();
-            if (spill == nullptr || std::fwrite(memory.data(), 1, memory.size(), spill) != memory.size())
+            if (spill == nullptr ||
+                (!memory.empty() && std::fwrite(memory.data(), 1, memory.size(), spill) != memory.size()))
                 return false;
             memory.clear();
             memory.shrink_to_fit();

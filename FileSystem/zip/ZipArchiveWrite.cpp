@@ -6,6 +6,7 @@
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/paths/Path.h>
+#include <FileSystem/zip/detail/EncryptedDeflater.h>
 #include <FileSystem/zip/detail/Engine.h>
 
 #include <algorithm>
@@ -13,7 +14,9 @@
 #include <cmath>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <stdexcept>
+#include <vector>
 
 namespace FileSystem {
 
@@ -70,6 +73,8 @@ enum class Interruption { None, Cancelled, OpenFailed, ReadFailed };
 /// What the sources of one add share.
 struct AddShared {
     const Tools::ProgressFunction* progress = nullptr;
+    std::string password; ///< non-empty: the sources deflate and encrypt their data themselves
+    int level = -1;
     std::uint64_t attempts = 1;
     Interruption interruption = Interruption::None;
     std::size_t failedRecord = 0; ///< the record whose data failed
@@ -88,6 +93,8 @@ struct FileSource {
     FilePointer file;
     std::uint64_t done = 0;
     zip_error_t error{};
+    std::unique_ptr<detail::EncryptedDeflater> encoder; ///< for an entry encrypted here
+    std::vector<unsigned char> block;
 
     zip_int64_t fail(Interruption why, int code) {
         if (shared->interruption == Interruption::None) {
@@ -100,6 +107,40 @@ struct FileSource {
     }
 };
 
+/// The next block of the file, with progress: bytes read, 0 at the recorded size, -1 on failure.
+zip_int64_t readBlock(FileSource* source, void* data, zip_uint64_t length) {
+    // Up to the size recorded when the add was planned.
+    const std::uint64_t want = std::min<std::uint64_t>({length, source->size - source->done, ZipArchive::s_ChuckSize});
+    if (want == 0)
+        return 0;
+    const std::size_t got = FileSystem::fread(data, 1, static_cast<std::size_t>(want), source->file);
+    if (got == 0 && FileSystem::ferror(source->file))
+        return source->fail(Interruption::ReadFailed, ZIP_ER_READ);
+    source->done += got;
+    if (source->tracker) {
+        const bool going = source->tracker->count(got);
+        const auto* progress = source->shared->progress;
+        if (!going || (progress && *progress && !(*progress)(source->done, source->size)))
+            return source->fail(Interruption::Cancelled, ZIP_ER_CANCELLED);
+    }
+    return static_cast<zip_int64_t>(got);
+}
+
+/// Stored bytes of an entry that is deflated and encrypted here.
+zip_int64_t readEncoded(FileSource* source, void* data, zip_uint64_t length) {
+    detail::EncryptedDeflater& encoder = *source->encoder;
+    while (encoder.pending() == 0 && !encoder.isFinished()) {
+        const zip_int64_t got = readBlock(source, source->block.data(), source->block.size());
+        if (got < 0)
+            return -1;
+        const bool encoded = got == 0 ? encoder.finish()
+                                      : encoder.put(source->block.data(), static_cast<std::size_t>(got));
+        if (!encoded)
+            return source->fail(Interruption::ReadFailed, ZIP_ER_INTERNAL);
+    }
+    return static_cast<zip_int64_t>(encoder.take(static_cast<unsigned char*>(data), static_cast<std::size_t>(length)));
+}
+
 zip_int64_t fileSourceCallback(void* state, void* data, zip_uint64_t length, zip_source_cmd_t command) {
     auto* source = static_cast<FileSource*>(state);
     switch (command) {
@@ -108,27 +149,17 @@ zip_int64_t fileSourceCallback(void* state, void* data, zip_uint64_t length, zip
         if (!source->file)
             return source->fail(Interruption::OpenFailed, ZIP_ER_OPEN);
         source->done = 0;
+        if (!source->shared->password.empty()) {
+            source->encoder = std::make_unique<detail::EncryptedDeflater>();
+            source->block.resize(static_cast<std::size_t>(ZipArchive::s_ChuckSize));
+            if (!source->encoder->start(source->shared->password, source->shared->level))
+                return source->fail(Interruption::ReadFailed, ZIP_ER_INTERNAL);
+        }
         if (source->tracker && !source->tracker->count(1))
             return source->fail(Interruption::Cancelled, ZIP_ER_CANCELLED);
         return 0;
-    case ZIP_SOURCE_READ: {
-        // Up to the size recorded when the add was planned.
-        const std::uint64_t want =
-            std::min<std::uint64_t>({length, source->size - source->done, ZipArchive::s_ChuckSize});
-        if (want == 0)
-            return 0;
-        const std::size_t got = FileSystem::fread(data, 1, static_cast<std::size_t>(want), source->file);
-        if (got == 0 && FileSystem::ferror(source->file))
-            return source->fail(Interruption::ReadFailed, ZIP_ER_READ);
-        source->done += got;
-        if (source->tracker) {
-            const bool going = source->tracker->count(got);
-            const auto* progress = source->shared->progress;
-            if (!going || (progress && *progress && !(*progress)(source->done, source->size)))
-                return source->fail(Interruption::Cancelled, ZIP_ER_CANCELLED);
-        }
-        return static_cast<zip_int64_t>(got);
-    }
+    case ZIP_SOURCE_READ:
+        return source->encoder ? readEncoded(source, data, length) : readBlock(source, data, length);
     case ZIP_SOURCE_CLOSE:
         source->file.reset();
         return 0;
@@ -137,6 +168,18 @@ zip_int64_t fileSourceCallback(void* state, void* data, zip_uint64_t length, zip
         zip_stat_init(stat);
         stat->mtime = static_cast<time_t>(source->modified);
         stat->valid |= ZIP_STAT_MTIME;
+        if (!source->shared->password.empty()) {
+            // Data already in its stored form: the engine copies it as it is.
+            stat->comp_method = ZIP_CM_DEFLATE;
+            stat->encryption_method = ZIP_EM_AES_256;
+            stat->valid |= ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
+            if (source->encoder && source->encoder->isFinished()) {
+                stat->size = source->encoder->plainSize();
+                stat->comp_size = source->encoder->storedSize();
+                stat->crc = source->encoder->checksum();
+                stat->valid |= ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC;
+            }
+        }
         return sizeof(zip_stat_t);
     }
     case ZIP_SOURCE_ERROR:
@@ -321,6 +364,9 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
     AddShared shared;
     shared.progress = &progress;
     shared.attempts = m_attempts;
+    if (m_compressionLevel != 0)
+        shared.password = m_password;
+    shared.level = m_compressionLevel;
     const std::vector<const Record*> ordered = [&] {
         std::vector<const Record*> list;
         for (const auto& [key, record] : records)
@@ -343,7 +389,7 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
                 ++scheduled;
                 continue;
             }
-            auto* state = new FileSource{record.diskPath, record.size, modified, i, &shared, track, nullptr, 0, {}};
+            auto* state = new FileSource{record.diskPath, record.size, modified, i, &shared, track, nullptr, 0, {}, nullptr, {}};
             zip_error_init(&state->error);
             zip_source_t* source = zip_source_function(archive, fileSourceCallback, state);
             if (source == nullptr) {
@@ -359,9 +405,11 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
             const bool described = detail::describeEntry(archive, static_cast<zip_uint64_t>(index), false,
                                                          m_compressionLevel, record.attributes, modified,
                                                          s_zipCommentTesselPrefix);
-            // With a password set on the archive, new entries are encrypted with AES-256.
+            // With a password set on the archive, new entries are encrypted with
+            // AES-256: deflated ones by their source, stored ones by the engine.
+            const char* enginePassword = shared.password.empty() ? m_password.c_str() : nullptr;
             if (described && (m_password.empty() || zip_file_set_encryption(archive, static_cast<zip_uint64_t>(index),
-                                                                            ZIP_EM_AES_256, m_password.c_str()) == 0))
+                                                                            ZIP_EM_AES_256, enginePassword) == 0))
                 ++scheduled;
         }
         return scheduled;

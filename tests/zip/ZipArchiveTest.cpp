@@ -238,23 +238,33 @@ TEST(ZipArchive, StoppedAddsKeepWhatWasWritten) {
     dir.write("src/a.bin", std::string(100000, 'a'));
     dir.write("src/b.bin", std::string(100000, 'b'));
     dir.write("src/c.bin", std::string(100000, 'c'));
-    {
-        ZipArchive zip(dir / "p.zip", Mode::Create, 1);
-        // Stops inside the second file.
-        int file = 0;
-        std::uint64_t last = 0;
-        const bool added = zip.addToZip(dir / "src", true, false, {}, [&](std::uint64_t done, std::uint64_t total) {
-            EXPECT_LE(done, total);
-            if (done <= last)
-                ++file;
-            last = done;
-            return !(file >= 1 && done > 20000);
-        });
-        EXPECT_FALSE(added);
+    // Entries encrypted on the way are kept the same way.
+    for (const std::string password : {"", "secret"}) {
+        SCOPED_TRACE("password '" + password + "'");
+        const std::string archive = dir / ("p" + password + ".zip");
+        {
+            ZipArchive zip(archive, Mode::Create, 1);
+            zip.setPassword(password);
+            // Stops inside the second file.
+            int file = 0;
+            std::uint64_t last = 0;
+            const bool added = zip.addToZip(dir / "src", true, false, {}, [&](std::uint64_t done, std::uint64_t total) {
+                EXPECT_LE(done, total);
+                if (done <= last)
+                    ++file;
+                last = done;
+                return !(file >= 1 && done > 20000);
+            });
+            EXPECT_FALSE(added);
+        }
+        ZipArchive reader(archive, Mode::Read, 1);
+        reader.setPassword(password);
+        EXPECT_EQ(reader.allEntries(true, true), (Names{"src/", "src/a.bin"}));
+        EXPECT_EQ(reader.extractDataFromZip("src/a.bin"), std::string(100000, 'a')); // whole
+        const auto info = reader.getFileInfo("src/a.bin");
+        ASSERT_TRUE(info.has_value());
+        EXPECT_EQ(info->aesVersion > 0, !password.empty());
     }
-    ZipArchive reader(dir / "p.zip", Mode::Read, 1);
-    EXPECT_EQ(reader.allEntries(true, true), (Names{"src/", "src/a.bin"}));
-    EXPECT_EQ(reader.extractDataFromZip("src/a.bin"), std::string(100000, 'a')); // whole
 
     // A file that cannot be read ends the add with the reason; what came before stays.
     dir.write("bad/1.txt", "one");

@@ -12,6 +12,8 @@
 
 namespace FileSystem::detail {
 
+class WinZipAes;
+
 /// The data of an entry, decrypted and inflated.
 ///
 /// WinZip AES entries of the AE-2 kind store no checksum (their HMAC stands
@@ -32,13 +34,13 @@ public:
     std::int64_t read(void* data, std::uint64_t size);
 
 private:
-    struct Aes;
     bool readExactly(unsigned char* data, std::size_t size);
     std::int64_t readDecrypted(unsigned char* data, std::uint64_t size);
     std::int64_t readPlain(void* data, std::uint64_t size);
 
     zip_file_t* m_file = nullptr;
-    std::unique_ptr<Aes> m_aes;
+    std::unique_ptr<WinZipAes> m_aes; ///< set for an entry decrypted here
+    std::uint64_t m_remaining = 0;    ///< encrypted bytes still to read
     bool m_verified = false;
     uLong m_checksum = 0;         ///< CRC-32 of the data handed out
     uLong m_expectedChecksum = 0; ///< 0: none to check
