@@ -6,9 +6,9 @@
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/platform/Files.h>
+#include <FileSystem/utilities/detail/Percentages.h>
 
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 #include <sstream>
 
@@ -31,36 +31,6 @@ std::optional<sys::FileData> fileData(const std::string& path) {
         return std::nullopt;
     return data;
 }
-
-/// Turns bytes copied into percentages for a progress receiver: each
-/// percentage is reported once, they never go down, and the receiver's
-/// cancellation or fatal error stops the copy.
-class CopyPercentages {
-public:
-    explicit CopyPercentages(Tools::ToolProgress* progress) : m_progress(progress) {}
-
-    bool operator()(std::uint64_t done, std::uint64_t total) {
-        if (m_progress == nullptr)
-            return true;
-        if (total != m_end)
-            m_end = total;
-        if (m_end > kStart) {
-            const double fraction = std::clamp(double(done - kStart) / double(m_end - kStart), 0.0, 1.0);
-            const int percentage = std::clamp(static_cast<int>(std::floor(100.0 * fraction)), 0, 100);
-            if (percentage > m_last) {
-                m_last = percentage;
-                m_progress->setProgress(percentage, std::string());
-            }
-        }
-        return !m_progress->isCancelled() && !m_progress->hadFatalError();
-    }
-
-private:
-    static constexpr std::uint64_t kStart = 0;
-    Tools::ToolProgress* m_progress;
-    std::uint64_t m_end = 100;
-    int m_last = -1;
-};
 
 } // namespace
 
@@ -176,9 +146,9 @@ bool File::copyFile(const std::string& src, const char* dest, bool keepTimes, bo
 
 bool File::copyFileWithProgress(Tools::ToolProgress* progress, const std::string& src, const std::string& dest,
                                 bool keepTimes, bool copyLinkItself) {
-    CopyPercentages percentages(progress);
+    detail::Percentages percentages(progress);
     return copyFile(src, dest, keepTimes, copyLinkItself,
-                    [&percentages](std::uint64_t done, std::uint64_t total) { return percentages(done, total); });
+                    [&percentages](std::uint64_t done, std::uint64_t total) { return percentages.report(done, total); });
 }
 
 bool File::setReadWritePermissions(const std::string& path) {

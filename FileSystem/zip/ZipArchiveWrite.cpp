@@ -6,6 +6,7 @@
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/paths/Path.h>
+#include <FileSystem/utilities/detail/Percentages.h>
 #include <FileSystem/zip/detail/EncryptedDeflater.h>
 #include <FileSystem/zip/detail/Engine.h>
 
@@ -38,7 +39,7 @@ namespace {
 /// Bytes and entries done of a whole add, as percentages for a ToolProgress.
 class Tracker {
 public:
-    explicit Tracker(Tools::ToolProgress* progress) : m_progress(progress) {}
+    explicit Tracker(Tools::ToolProgress* progress) : m_percentages(progress) {}
 
     void grow(std::uint64_t amount) { m_total += amount; }
     std::uint64_t total() const noexcept { return m_total; }
@@ -47,24 +48,13 @@ public:
     /// Counts work done; false when the receiver asks to stop.
     bool count(std::uint64_t amount) {
         m_done += amount;
-        if (m_progress == nullptr)
-            return true;
-        if (m_total > 0) {
-            const double fraction = std::clamp(double(m_done) / double(m_total), 0.0, 1.0);
-            const int percentage = std::clamp(static_cast<int>(std::floor(100.0 * fraction)), 0, 100);
-            if (percentage > m_last) {
-                m_last = percentage;
-                m_progress->setProgress(percentage, std::string());
-            }
-        }
-        return !m_progress->isCancelled() && !m_progress->hadFatalError();
+        return m_percentages.report(m_done, m_total);
     }
 
 private:
-    Tools::ToolProgress* m_progress;
+    detail::Percentages m_percentages;
     std::uint64_t m_total = 0;
     std::uint64_t m_done = 0;
-    int m_last = -1;
 };
 
 /// Why the data of an entry could not be written.
