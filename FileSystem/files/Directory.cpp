@@ -4,8 +4,8 @@
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/platform/Files.h>
+#include <FileSystem/platform/Folders.h>
 
-#include <vector>
 
 namespace FileSystem {
 
@@ -35,17 +35,15 @@ bool Directory::canWrite(const std::string& path) {
 bool Directory::create(const std::string& path, bool failIfExists, bool recursive) {
     if (!recursive)
         return sys::createDirectory(toSystemPath(path));
-    const std::string target = Path::stripTrailingSlash(path);
-    if (exists(target))
+    // Level by level in the platform, in time linear in the path's length.
+    switch (sys::createFolders(toSystemPath(path))) {
+    case sys::FolderCreation::Created:
+        return true;
+    case sys::FolderCreation::Existed:
         return !failIfExists;
-    // The target and every missing folder above it, from the bottom up.
-    std::vector<std::string> missing;
-    for (std::string level = target; !level.empty() && !File::exists(level); level = Path::stripLastToken(level))
-        missing.push_back(level);
-    bool result = false;
-    for (auto it = missing.rbegin(); it != missing.rend(); ++it)
-        result = sys::createDirectory(toSystemPath(*it));
-    return result;
+    default:
+        return false;
+    }
 }
 
 bool Directory::create(const char* path, bool failIfExists, bool recursive) {

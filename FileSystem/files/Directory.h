@@ -68,10 +68,13 @@ public:
 
     // ---- Contents ------------------------------------------------------------
     //
-    // Walks that delete never leave the tree through a link: a link to a folder
-    // is removed as a link and nothing below it is touched. Walks that follow
+    // The walks go by open folders, name by name, so that nothing outside the
+    // tree is written, changed or removed, whatever happens to the names during
+    // the walk, and depth has no limit. Walks that write or delete never go
+    // through a link in the tree: a link to a folder is removed, moved or copied
+    // as a link (a copy follows links only when asked to). Walks that follow
     // links never enter a folder that is already open on the way down, so a
-    // link cycle ends.
+    // link cycle ends. A result is true only when every item was done.
 
     /// The bytes of the files in a folder (with `recursive`, of its sub-folders too).
     static std::uint64_t GetSize(const std::string& path, bool recursive);
@@ -90,15 +93,18 @@ public:
                                          const bool& ignoreCase);
     /// Copies the files of `src` into `dest` (created if missing), with
     /// `recursive` also the sub-folders. `copyLinksThemselves` copies links as
-    /// links. Single failures are not reported: the result is true when `src`
-    /// exists. `dest` itself is never copied into itself.
+    /// links, else what they point to. False when any item could not be read or
+    /// copied (the others are copied all the same). `dest` itself is never
+    /// copied into itself.
     static bool copyDirectory(const std::string& src, const std::string& dest, bool recursive,
                               bool copyLinksThemselves);
     /// Moves the contents of `src` into `dest`, file by file (copy, then remove),
-    /// then removes `src` if it is empty. Links move as links.
+    /// then removes `src` if it is empty. Links move as links. An item is removed
+    /// only once it arrived; false when any item did not.
     static bool moveDirectory(const std::string& src, const std::string& dest);
     /// Read and write rights for everybody, with `recursive` on everything
-    /// below too (not through links); the result is that of the folder itself.
+    /// below too (not through links; a folder before its contents, so that a
+    /// folder that could not be read can be walked). False when any item failed.
     static bool setReadWritePermissions(const std::string& path, bool recursive);
     /// The listing of the path has no entry. An existing folder lists "." and
     /// "..", so only a path that lists nothing (a missing one) is empty.

@@ -7,7 +7,7 @@
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/platform/DirectoryEntries.h>
 #include <FileSystem/platform/Files.h>
-#include <FileSystem/platform/Status.h>
+#include <FileSystem/platform/Folders.h>
 
 #include <algorithm>
 #include <array>
@@ -38,8 +38,6 @@ bool wildcardMatch(const std::string& pattern, const std::string& name) {
         ++p;
     return p == pattern.size();
 }
-
-bool isDotOrDotDotName(const std::string& name) { return name == "." || name == ".."; }
 
 std::string childPath(const std::string& folder, const std::string& name) {
     return (!folder.empty() && folder.back() == '/') ? folder + name : folder + '/' + name;
@@ -132,77 +130,82 @@ void DirectoryListing::filterFiles(container_type& entries, const std::regex& fi
 
 namespace detail {
 
-std::optional<FolderIdentity> folderIdentity(const std::string& path) {
-    const auto id = sys::fileIdentity(path);
-    if (!id)
-        return std::nullopt;
-    return FolderIdentity{id->device, id->index};
-}
-
-bool OpenFolders::enter(const std::string& path) {
-    const auto id = folderIdentity(path);
-    if (id && contains(id))
-        return false;
-    m_open.push_back(id);
-    return true;
-}
-
-void OpenFolders::leave() {
-    if (!m_open.empty())
-        m_open.pop_back();
-}
-
-bool OpenFolders::contains(const std::optional<FolderIdentity>& id) const {
-    return id && std::find(m_open.begin(), m_open.end(), id) != m_open.end();
-}
-
 namespace {
 
-struct Frame {
-    std::string path;   ///< as the functions see it
-    std::string prefix; ///< what children's paths start with
-    std::string native; ///< the system's form of the folder
-    std::vector<sys::DirectoryEntry> entries;
-    std::size_t next = 0;
-    bool patternRoot = false;
+/// The state of one crawl: its functions and its result so far.
+struct Crawl {
+    bool stopOnFalse;
+    const FileCrawlerFunction& onFile;
+    const FileCrawlerFunction& onFolderEnter;
+    const FileCrawlerFunction& onFolderLeave;
+    const FileCrawlerFunction& filter;
+    bool recursive;
+    bool ok = true;
+
+    bool stopped() const { return stopOnFalse && !ok; }
 };
 
-Frame makeFrame(const std::string& path, const std::string& native) {
-    Frame frame;
-    frame.path = path;
-    frame.prefix = Path::hasTrailingSlash(path) && Path::stripTrailingSlash(path).empty() ? "/" : Path::stripTrailingSlash(path);
-    frame.native = native;
-    if (auto entries = sys::readDirectory(native)) {
-        for (auto& entry : *entries) {
-            if (isDotOrDotDotName(entry.name))
-                continue;
-            if (entry.name.find('\\') != std::string::npos)
-                entry.name = PathConverter::toKVLPath(entry.name);
-            frame.entries.push_back(std::move(entry));
+/// Walks what lies below an open folder whose path the functions see as
+/// `prefix` (its own entering and leaving are the caller's), by descriptors:
+/// depth has no limit of the system's path length.
+void crawlBelow(sys::Folder folder, const std::string& prefix, Crawl& crawl, bool followLinks,
+                const std::vector<std::string>* names) {
+    sys::TreeWalk::Options options;
+    options.followLinks = followLinks;
+    options.sorted = true;
+    options.rootNames = names;
+    sys::TreeWalk walk(std::move(folder), options);
+    std::vector<std::string> paths{prefix}; // of the folders open on the way down
+    std::string path;
+    while (!crawl.stopped()) {
+        const sys::TreeWalk::Event event = walk.next();
+        if (event == sys::TreeWalk::Event::End) {
+            crawl.ok = crawl.ok && !walk.lost();
+            return;
         }
-        std::sort(frame.entries.begin(), frame.entries.end(),
-                  [](const sys::DirectoryEntry& a, const sys::DirectoryEntry& b) { return a.name < b.name; });
+        if (event != sys::TreeWalk::Event::Enter && event != sys::TreeWalk::Event::Leave) {
+            const std::string& name = walk.name();
+            const std::string kvl = name.find('\\') == std::string::npos ? name : PathConverter::toKVLPath(name);
+            path = paths.back().empty() ? kvl : childPath(paths.back(), kvl);
+        }
+        switch (event) {
+        case sys::TreeWalk::Event::File:
+            if (!crawl.filter || crawl.filter(path))
+                crawl.ok = call(crawl.onFile, path) && crawl.ok;
+            break;
+        case sys::TreeWalk::Event::Folder:
+            if (crawl.filter && !crawl.filter(path))
+                break; // skipped with all below it
+            crawl.ok = call(crawl.onFolderEnter, path) && crawl.ok;
+            if (crawl.recursive)
+                walk.descend();
+            else
+                crawl.ok = call(crawl.onFolderLeave, path) && crawl.ok;
+            break;
+        case sys::TreeWalk::Event::Enter:
+            paths.push_back(path);
+            break;
+        case sys::TreeWalk::Event::Leave:
+            crawl.ok = call(crawl.onFolderLeave, paths.back()) && crawl.ok;
+            paths.pop_back();
+            break;
+        case sys::TreeWalk::Event::Unreadable:
+            // What could not be read is reported; what vanished meanwhile is not.
+            if (walk.name().empty()) {
+                crawl.ok = false;
+                break;
+            }
+            crawl.ok = walk.vanished() && crawl.ok;
+            crawl.ok = call(crawl.onFolderLeave, path) && crawl.ok;
+            break;
+        case sys::TreeWalk::Event::Cycle:
+            // Already open on the way down: not entered again.
+            crawl.ok = call(crawl.onFolderLeave, path) && crawl.ok;
+            break;
+        default:
+            break;
+        }
     }
-    return frame;
-}
-
-/// Whether an entry is walked as a folder. The kind the folder records spares
-/// a question to the system for most entries.
-bool walksAsFolder(const sys::DirectoryEntry& entry, const std::string& native, const CrawlOptions& options) {
-    switch (entry.kind) {
-    case sys::DirectoryEntry::Kind::Directory:
-        return true;
-    case sys::DirectoryEntry::Kind::Other:
-        return false;
-    default:
-        break;
-    }
-    const auto attributes = sys::attributes(native);
-    if (!attributes)
-        return false; // vanished: seen as a file
-    if (attributes->symbolicLink && !options.followLinksToFolders)
-        return false;
-    return attributes->directory;
 }
 
 } // namespace
@@ -212,64 +215,44 @@ bool crawl(const std::string& root, bool stopOnFalse, const FileCrawlerFunction&
            const FileCrawlerFunction& filter, bool wildcardRoot, bool recursive, const CrawlOptions& options) {
     if (filter && !filter(root))
         return true;
-    bool ok = true;
-    std::vector<Frame> stack;
-    OpenFolders open;
+    Crawl crawl{stopOnFalse, onFile, onFolderEnter, onFolderLeave, filter, recursive};
     const std::string rootNative = toSystemPath(root);
     const auto rootAttributes = sys::attributes(rootNative);
     const bool rootIsFolder = rootAttributes && rootAttributes->directory && !Path::isDotOrDotDot(root) &&
                               (options.followLinksToFolders || !rootAttributes->symbolicLink);
-    if (!rootIsFolder) {
-        if (rootAttributes)
-            return call(onFile, root);
-        if (!wildcardRoot || Path::getLastToken(root).find('*') == std::string::npos)
-            return true;
-        // The names that match the pattern, in a frame of their own.
-        const std::string folder = Path::stripLastToken(root);
-        Frame frame;
-        frame.path = folder;
-        frame.prefix = folder;
-        frame.native = toSystemPath(folder.empty() ? std::string(".") : folder);
-        frame.patternRoot = true;
-        DirectoryListing listing(root);
-        listing.clearInvalidFiles();
-        for (const std::string& name : listing)
-            frame.entries.push_back({name, sys::DirectoryEntry::Kind::Unknown});
-        open.enter(frame.native);
-        stack.push_back(std::move(frame));
-    } else {
-        ok = call(onFolderEnter, root);
-        open.enter(rootNative);
-        stack.push_back(makeFrame(root, rootNative));
+    if (rootIsFolder) {
+        crawl.ok = call(onFolderEnter, root);
+        if (crawl.stopped())
+            return false;
+        const std::string prefix =
+            Path::hasTrailingSlash(root) && Path::stripTrailingSlash(root).empty() ? "/" : Path::stripTrailingSlash(root);
+        if (auto folder = sys::Folder::open(rootNative, options.followLinksToFolders))
+            crawlBelow(std::move(*folder), prefix, crawl, options.followLinksToFolders, nullptr);
+        else
+            crawl.ok = false;
+        if (!crawl.stopped())
+            crawl.ok = call(onFolderLeave, root) && crawl.ok;
+        return crawl.ok;
     }
-
-    while (!stack.empty() && !(stopOnFalse && !ok)) {
-        Frame& top = stack.back();
-        if (top.next < top.entries.size()) {
-            const sys::DirectoryEntry& entry = top.entries[top.next++];
-            const std::string path = top.prefix.empty() ? entry.name : childPath(top.prefix, entry.name);
-            const std::string native = childPath(top.native, entry.name);
-            if (!walksAsFolder(entry, native, options)) {
-                if (!filter || filter(path))
-                    ok = call(onFile, path) && ok;
-                continue;
-            }
-            if (filter && !filter(path))
-                continue;
-            ok = call(onFolderEnter, path) && ok;
-            // A folder that is already open on the way down is not entered again.
-            if (recursive && open.enter(native))
-                stack.push_back(makeFrame(path, native));
-            else
-                ok = call(onFolderLeave, path) && ok;
-        } else {
-            if (!(top.patternRoot && stack.size() == 1))
-                ok = call(onFolderLeave, top.path) && ok;
-            stack.pop_back();
-            open.leave();
-        }
-    }
-    return ok;
+    if (rootAttributes)
+        return call(onFile, root);
+    if (!wildcardRoot || Path::getLastToken(root).find('*') == std::string::npos)
+        return true;
+    // The names that match the pattern, walked as the contents of their folder
+    // (whose own entering and leaving are not reported).
+    const std::string folder = Path::stripLastToken(root);
+    const std::string folderNative = toSystemPath(folder.empty() ? std::string(".") : folder);
+    auto opened = sys::Folder::open(folderNative, true);
+    const auto entries = opened ? opened->entries() : std::nullopt;
+    if (!entries)
+        return !File::exists(folder.empty() ? std::string(".") : folder); // nothing there matches
+    const std::string pattern = Path::getLastToken(root);
+    std::vector<std::string> names;
+    for (const sys::DirectoryEntry& entry : *entries)
+        if (wildcardMatch(pattern, entry.name))
+            names.push_back(entry.name);
+    crawlBelow(std::move(*opened), folder, crawl, options.followLinksToFolders, &names);
+    return crawl.ok;
 }
 
 } // namespace detail

@@ -67,8 +67,9 @@ using FileCrawlerFunction = std::function<bool(const std::string&)>;
 /// Links to folders are entered like folders, but never a folder that is
 /// already open on the way down (a link cycle ends). With `wildcardRoot` a
 /// root whose last token holds `*` walks the matching names. With
-/// `stopOnFalse` the first false ends the walk. The result is true unless a
-/// function said false.
+/// `stopOnFalse` the first false ends the walk. The walk goes by open folders,
+/// so depth has no limit. The result is true unless a function said false or a
+/// folder could not be read (one that vanished meanwhile is no failure).
 bool fileCrawler(const std::string& root, bool stopOnFalse, const FileCrawlerFunction& onFile,
                  const FileCrawlerFunction& onFolderEnter, const FileCrawlerFunction& onFolderLeave,
                  const FileCrawlerFunction& filter, bool wildcardRoot, bool recursive);

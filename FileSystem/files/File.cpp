@@ -97,14 +97,14 @@ bool File::rename(const std::string& oldPath, const std::string& newPath) {
     default:
         return false;
     }
-    // Another file system: copy (never over an existing file), then remove the original.
+    // Another file system: copy with its times (never over an existing file),
+    // then remove the original.
     sys::CopyOptions options;
     options.copyLinkItself = true;
     options.replaceExisting = false;
-    if (!sys::copyFile(from, to, options))
+    options.keepTimes = true;
+    if (sys::copyFile(from, to, options) != sys::CopyResult::Done)
         return false;
-    if (const auto data = sys::fileData(from))
-        sys::setFileTimes(to, data->modified, data->accessed);
     if (sys::removeFile(from))
         return true;
     sys::removeFile(to);
@@ -113,30 +113,22 @@ bool File::rename(const std::string& oldPath, const std::string& newPath) {
 
 bool File::copyFile(const std::string& src, const std::string& dest, bool keepTimes, bool copyLinkItself,
                     const Tools::ProgressFunction& progress) {
-    if (Path::compare(src, dest) || !exists(src))
-        return false;
-    const std::string parent = Path::stripLastToken(dest);
-    if (!parent.empty() && !Directory::exists(parent))
-        Directory::create(parent, false, true);
-
+    // The platform opens the source once and checks the copy (size, rights,
+    // times, a link's text) before it takes the destination's name, and refuses
+    // to copy a file onto itself.
     const std::string from = toSystemPath(src);
     const std::string to = toSystemPath(dest);
     sys::CopyOptions options;
     options.copyLinkItself = copyLinkItself;
+    options.keepTimes = keepTimes;
     options.progress = progress ? &progress : nullptr;
-    if (!sys::copyFile(from, to, options))
-        return false;
-
-    if (copyLinkItself && isSymbolicLink(src))
-        return isSymbolicLink(dest) && getSymbolicLinkTarget(src) == getSymbolicLinkTarget(dest);
-
-    std::uint64_t sourceSize = 0, destSize = 0;
-    FileTime sourceModified, sourceCreated, sourceAccessed, destModified, destCreated, destAccessed;
-    getData(src, sourceSize, sourceModified, sourceCreated, sourceAccessed);
-    getData(dest, destSize, destModified, destCreated, destAccessed);
-    if (keepTimes && (sourceModified != destModified || sourceAccessed != destAccessed))
-        setData(dest, sourceModified, sourceAccessed);
-    return sourceSize == destSize;
+    sys::CopyResult result = sys::copyFile(from, to, options);
+    if (result == sys::CopyResult::NoFolder) {
+        const std::string parent = Path::stripLastToken(dest);
+        if (!parent.empty() && Directory::create(parent, false, true))
+            result = sys::copyFile(from, to, options);
+    }
+    return result == sys::CopyResult::Done;
 }
 
 bool File::copyFile(const std::string& src, const char* dest, bool keepTimes, bool copyLinkItself,

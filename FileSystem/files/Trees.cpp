@@ -5,7 +5,6 @@
 #include <FileSystem/files/Directory.h>
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
-#include <FileSystem/files/detail/Crawl.h>
 
 #include <FileSystem/environment/EnvironmentVariableModel.h>
 #include <FileSystem/paths/OSPaths.h>
@@ -13,6 +12,7 @@
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/platform/DirectoryEntries.h>
 #include <FileSystem/platform/Files.h>
+#include <FileSystem/platform/Folders.h>
 #include <FileSystem/utilities/BuildInfo.h>
 
 #include <algorithm>
@@ -27,107 +27,96 @@ std::string child(const std::string& folder, const std::string& name) {
     return (!folder.empty() && Path::hasTrailingSlash(folder)) ? folder + name : folder + '/' + name;
 }
 
-/// The names of a folder without "." and "..".
-std::vector<std::string> entriesOf(const std::string& path) {
-    DirectoryListing listing(path);
-    listing.clearInvalidFiles();
-    return std::vector<std::string>(listing.begin(), listing.end());
+bool sameFolder(const sys::EntryStatus& a, const std::optional<sys::EntryStatus>& b) {
+    return b && a.device == b->device && a.index == b->index;
 }
 
-std::uint64_t sizeOf(const std::string& native, bool recursive, detail::OpenFolders& open) {
-    std::uint64_t total = 0;
-    const auto entries = sys::readDirectory(native);
-    if (!entries)
-        return 0;
-    for (const sys::DirectoryEntry& entry : *entries) {
-        if (entry.name == "." || entry.name == "..")
-            continue;
-        const std::string path = native == "/" ? "/" + entry.name : native + "/" + entry.name;
-        const auto data = sys::fileData(path);
-        if (!data)
-            continue;
-        if (!data->directory) {
-            total += data->size;
-        } else if (recursive && open.enter(path)) {
-            total += sizeOf(path, true, open);
-            open.leave();
-        }
-    }
-    return total;
-}
-
-bool copyTree(const std::string& src, const std::string& dest, bool recursive, bool copyLinksThemselves,
-              const std::optional<detail::FolderIdentity>& destRoot, detail::OpenFolders& open) {
-    if (!Directory::exists(src))
+/// Goes down into the folder of the destination that mirrors the source folder
+/// just entered: made when missing, opened without following a link in its
+/// place (what stands there as a link or file is never written through).
+bool enterMirror(sys::FolderStack& out, const std::string& name) {
+    out.top().createFolder(name);
+    auto folder = out.top().openFolder(name);
+    const auto status = folder ? folder->status() : std::nullopt;
+    if (!status)
         return false;
-    if (!Directory::exists(dest))
-        Directory::create(dest, false, true);
-    for (const std::string& name : entriesOf(src)) {
-        const std::string from = child(src, name);
-        const std::string to = child(dest, name);
-        if (!File::isDirectory(from, !copyLinksThemselves)) {
-            File::copyFile(from, to, false, copyLinksThemselves);
-            continue;
-        }
-        const std::string native = toSystemPath(from);
-        // Neither the destination (when it lies inside the source) nor a folder
-        // that is open on the way down is copied again.
-        if (!recursive || (destRoot && detail::folderIdentity(native) == destRoot) || !open.enter(native))
-            continue;
-        copyTree(from, to, true, copyLinksThemselves, destRoot, open);
-        open.leave();
-    }
+    out.push(std::move(*folder), *status, name, false);
     return true;
 }
 
-bool moveTree(const std::string& src, const std::string& dest, const std::optional<detail::FolderIdentity>& destRoot) {
-    if (!Directory::exists(src))
-        return false;
-    if (!Directory::exists(dest))
-        Directory::create(dest, false, true);
-    for (const std::string& name : entriesOf(src)) {
-        const std::string from = child(src, name);
-        const std::string to = child(dest, name);
-        if (!File::exists(from))
-            continue;
-        if (File::isSymbolicLink(from)) {
-            // A link moves as a link (also a dangling one): what it points to stays where it is.
-            if (File::copyFile(from, to, false, true))
-                File::remove(from);
-        } else if (!Path::isDotOrDotDot(from) && Directory::exists(from)) {
-            if (destRoot && detail::folderIdentity(toSystemPath(from)) == destRoot)
-                continue;
-            if (moveTree(from, to, destRoot))
-                Directory::remove(from, false);
-        } else if (File::copyFile(from, to, false, false)) {
-            File::remove(from);
+/// Copies (and with `move` then removes) what lies below `source` into
+/// `target`, by open folders on both sides. Links are followed in the source
+/// unless they are copied as links; the destination's own folder (when it lies
+/// inside the source) is passed over. False when any item was not done.
+bool transferTree(sys::Folder source, sys::Folder target, bool recursive, bool copyLinks, bool move) {
+    const auto destination = target.status();
+    sys::TreeWalk::Options walkOptions;
+    walkOptions.followLinks = !copyLinks;
+    sys::TreeWalk walk(std::move(source), walkOptions);
+    sys::FolderStack out(std::move(target));
+    sys::CopyOptions copyOptions;
+    copyOptions.copyLinkItself = copyLinks;
+    bool ok = true;
+    for (auto event = walk.next(); event != sys::TreeWalk::Event::End; event = walk.next()) {
+        switch (event) {
+        case sys::TreeWalk::Event::File:
+            if (sys::copyFileAt(walk.folder(), walk.name(), out.top(), walk.name(), copyOptions) !=
+                sys::CopyResult::Done)
+                ok = false;
+            else if (move && !walk.folder().removeFile(walk.name()))
+                ok = false; // arrived, but the original stays
+            break;
+        case sys::TreeWalk::Event::Folder:
+            if (recursive)
+                walk.descend();
+            break;
+        case sys::TreeWalk::Event::Enter:
+            if (sameFolder(walk.currentStatus(), destination)) {
+                walk.skip(); // the copy is not copied into itself
+            } else if (!enterMirror(out, walk.name())) {
+                ok = false;
+                walk.skip();
+            }
+            break;
+        case sys::TreeWalk::Event::Leave:
+            if (!out.pop())
+                ok = false;
+            // A folder whose items did not all arrive is not empty and stays.
+            if (move && !walk.folder().removeFolder(walk.name()))
+                ok = false;
+            break;
+        case sys::TreeWalk::Event::Unreadable:
+            ok = false;
+            break;
+        case sys::TreeWalk::Event::Cycle:
+            ok = ok && !move; // a copy leaves out what would go round a cycle
+            break;
+        default:
+            break;
         }
     }
-    Directory::remove(src, false);
-    return true;
-}
-
-bool setRightsBelow(const std::string& path) {
-    bool result = true;
-    for (const std::string& name : entriesOf(path)) {
-        const std::string item = child(path, name);
-        if (File::isSymbolicLink(item))
-            continue; // rights go to what a link points to: never through a link
-        if (Directory::exists(item))
-            setRightsBelow(item);
-        result = File::setReadWritePermissions(item);
-    }
-    return result;
+    return ok && !walk.lost();
 }
 
 template <class Test>
 bool removeMatchingFiles(const std::string& path, bool stopAtFailure, Test test) {
+    auto folder = sys::Folder::open(toSystemPath(path), true);
+    if (!folder)
+        return !File::exists(path); // nothing there, nothing to remove
+    const auto entries = folder->entries();
+    if (!entries)
+        return false;
     bool result = true;
-    for (const std::string& name : entriesOf(path)) {
-        const std::string item = child(path, name);
-        if (Directory::exists(item) || !test(name))
+    for (const sys::DirectoryEntry& entry : *entries) {
+        if (entry.kind == sys::DirectoryEntry::Kind::Directory || !test(entry.name))
             continue;
-        if (!File::remove(item)) {
+        if (entry.kind != sys::DirectoryEntry::Kind::Other) {
+            // A folder, or a link to one, is no file here.
+            const auto target = folder->targetStatusOf(entry.name);
+            if (target && target->kind == sys::EntryStatus::Kind::Directory)
+                continue;
+        }
+        if (!folder->removeFile(entry.name) && folder->statusOf(entry.name)) {
             result = false;
             if (stopAtFailure)
                 return false;
@@ -141,10 +130,23 @@ bool removeMatchingFiles(const std::string& path, bool stopAtFailure, Test test)
 // ---- Directory -------------------------------------------------------------------
 
 std::uint64_t Directory::GetSize(const std::string& path, bool recursive) {
-    const std::string native = toSystemPath(path);
-    detail::OpenFolders open;
-    open.enter(native);
-    return sizeOf(native, recursive, open) + File::getFileSize(path);
+    std::uint64_t total = File::getFileSize(path);
+    auto root = sys::Folder::open(toSystemPath(path), true);
+    if (!root)
+        return total;
+    sys::TreeWalk::Options options;
+    options.followLinks = true;
+    sys::TreeWalk walk(std::move(*root), options);
+    for (auto event = walk.next(); event != sys::TreeWalk::Event::End; event = walk.next()) {
+        if (event == sys::TreeWalk::Event::Folder && recursive) {
+            walk.descend();
+        } else if (event == sys::TreeWalk::Event::File) {
+            const auto status = walk.folder().targetStatusOf(walk.name());
+            if (status && status->kind != sys::EntryStatus::Kind::Directory)
+                total += status->size;
+        }
+    }
+    return total;
 }
 
 bool Directory::remove(const std::string& path, bool recursive) {
@@ -155,16 +157,9 @@ bool Directory::remove(const std::string& path, bool recursive) {
         return File::remove(path); // a link goes as a link, whatever it points to
     const auto gone = [&path] { return !File::exists(path); };
     for (int round = 0; round < 5; ++round) {
-        if (recursive) {
-            detail::CrawlOptions options;
-            options.followLinksToFolders = false;
-            detail::crawl(
-                path, false, [](const std::string& file) { return File::remove(file); }, {},
-                [](const std::string& folder) { return sys::removeDirectory(toSystemPath(folder)); }, {}, false, true,
-                options);
-        } else {
-            sys::removeDirectory(native);
-        }
+        // With contents: by open folders, so that nothing outside can be reached.
+        if (recursive ? sys::removeTree(native) : sys::removeDirectory(native))
+            return true;
         if (gone())
             return true;
         if (round < 4)
@@ -198,26 +193,69 @@ bool Directory::copyDirectory(const std::string& src, const std::string& dest, b
                               bool copyLinksThemselves) {
     if (!exists(src))
         return false;
-    if (!exists(dest))
-        create(dest, false, true);
-    detail::OpenFolders open;
-    open.enter(toSystemPath(src));
-    return copyTree(src, dest, recursive, copyLinksThemselves, detail::folderIdentity(toSystemPath(dest)), open);
+    if (!exists(dest) && !create(dest, false, true))
+        return false;
+    auto source = sys::Folder::open(toSystemPath(src), true);
+    auto target = sys::Folder::open(toSystemPath(dest), true);
+    return source && target &&
+           transferTree(std::move(*source), std::move(*target), recursive, copyLinksThemselves, false);
 }
 
 bool Directory::moveDirectory(const std::string& src, const std::string& dest) {
     if (src == dest || Path::compare(src, dest) || !exists(src))
         return false;
-    if (!exists(dest))
-        create(dest, false, true);
-    return moveTree(src, dest, detail::folderIdentity(toSystemPath(dest)));
+    if (!exists(dest) && !create(dest, false, true))
+        return false;
+    const std::string native = toSystemPath(src);
+    auto source = sys::Folder::open(native, true);
+    auto target = sys::Folder::open(toSystemPath(dest), true);
+    // Item by item: copied (links as links), and removed once it arrived.
+    const bool moved = source && target && transferTree(std::move(*source), std::move(*target), true, true, true);
+    const bool removed = isSymbolicLink(src) ? sys::removeFile(native) : sys::removeDirectory(native);
+    return moved && removed;
 }
 
 bool Directory::setReadWritePermissions(const std::string& path, bool recursive) {
-    if (!recursive || File::isSymbolicLink(path))
+    if (!recursive || File::isSymbolicLink(path) || !exists(path))
         return File::setReadWritePermissions(path);
-    setRightsBelow(path);
-    return File::setReadWritePermissions(path);
+    // Each folder gets its rights before it is entered, so that a folder that
+    // could not be read before can be walked; nothing goes through a link.
+    std::string name;
+    auto parent = sys::openParent(toSystemPath(path), name);
+    std::optional<sys::Folder> root;
+    bool ok = false;
+    if (parent) {
+        ok = parent->addPermissions(name, 0666, 0777);
+        root = parent->openFolder(name);
+    } else if ((root = sys::Folder::open(toSystemPath(path), false))) {
+        const auto status = root->status(); // "/" has no name in a parent
+        ok = status && root->setOwnMode(status->mode | 0777);
+    }
+    if (!root)
+        return false;
+    sys::TreeWalk walk(std::move(*root), sys::TreeWalk::Options{});
+    for (auto event = walk.next(); event != sys::TreeWalk::Event::End; event = walk.next()) {
+        switch (event) {
+        case sys::TreeWalk::Event::File:
+            // Rights would go to what a link points to: links are passed over.
+            if (walk.kind() != sys::DirectoryEntry::Kind::SymbolicLink &&
+                !walk.folder().addPermissions(walk.name(), 0666, 0777))
+                ok = false;
+            break;
+        case sys::TreeWalk::Event::Folder:
+            if (!walk.folder().addPermissions(walk.name(), 0666, 0777))
+                ok = false;
+            walk.descend();
+            break;
+        case sys::TreeWalk::Event::Unreadable:
+        case sys::TreeWalk::Event::Cycle:
+            ok = false;
+            break;
+        default:
+            break;
+        }
+    }
+    return ok && !walk.lost();
 }
 
 bool Directory::isEmpty(const std::string& path) { return DirectoryListing(path).empty(); }

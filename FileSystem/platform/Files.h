@@ -84,12 +84,21 @@ using CopyProgress = std::function<bool(std::uint64_t done, std::uint64_t total)
 struct CopyOptions {
     bool copyLinkItself = false; ///< a link is copied as a link, not as what it points to
     bool replaceExisting = true; ///< an existing destination is replaced
+    bool keepTimes = false;      ///< the access time comes along too (the modification time always does)
     const CopyProgress* progress = nullptr;
 };
 
+enum class CopyResult {
+    Done,
+    Failed,
+    NoFolder, ///< the folder that would hold the destination does not exist
+};
+
 /// Copies a file with its permission bits and modification time. The data goes
-/// to a temporary name beside the destination, which is renamed into place at
-/// the end: a failed or stopped copy leaves the destination as it was.
-bool copyFile(const std::string& from, const std::string& to, const CopyOptions& options);
+/// to a temporary name beside the destination (`.<name>.fs-partial-<random>`),
+/// which is checked (every byte of the source as it was opened, rights, times)
+/// and only then renamed into place: a copy that fails leaves the destination
+/// as it was. The same file is never copied onto itself.
+CopyResult copyFile(const std::string& from, const std::string& to, const CopyOptions& options);
 
 } // namespace FileSystem::sys

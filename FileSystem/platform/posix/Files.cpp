@@ -1,15 +1,11 @@
 #include <FileSystem/platform/Files.h>
 #include <FileSystem/platform/posix/Native.h>
 
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
-#include <random>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
-#include <vector>
 
 namespace FileSystem::sys {
 
@@ -64,95 +60,6 @@ struct timespec toTimespec(const std::optional<TimeStamp>& t) {
     out.tv_sec = static_cast<time_t>(seconds);
     out.tv_nsec = static_cast<long>(nanoseconds);
     return out;
-}
-
-/// The folder part and the name part of a path.
-std::pair<std::string, std::string> splitParent(const std::string& path) {
-    const std::size_t slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return {".", path};
-    return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
-}
-
-/// A name beside `path` that nothing uses yet, for work in progress.
-std::string temporarySibling(const std::string& path) {
-    static std::atomic<unsigned> counter{0};
-    thread_local std::mt19937_64 random{std::random_device{}() ^ static_cast<std::uint64_t>(::getpid())};
-    const auto [folder, name] = splitParent(path);
-    const std::string prefix = (folder == "/" ? "/" : folder + "/") + "." + name.substr(0, 200) + ".";
-    return prefix + std::to_string(random() % 1000000000ull) + "-" + std::to_string(counter++) + ".part";
-}
-
-/// Moves a finished temporary file onto its destination.
-bool placeFile(const std::string& temporary, const std::string& destination, bool replaceExisting) {
-    if (replaceExisting)
-        return ::rename(temporary.c_str(), destination.c_str()) == 0;
-    return renameNoReplace(temporary, destination) == RenameResult::Done;
-}
-
-/// Copies all remaining bytes with read and write.
-bool copyByReadWrite(int in, int out, std::uint64_t& done, std::uint64_t total, const CopyProgress* progress) {
-    std::vector<char> buffer(std::size_t(1) << 20);
-    for (;;) {
-        const ssize_t got = retryOnInterrupt([&] { return ::read(in, buffer.data(), buffer.size()); });
-        if (got < 0)
-            return false;
-        if (got == 0)
-            return true;
-        for (ssize_t written = 0; written < got;) {
-            const ssize_t n = retryOnInterrupt([&] { return ::write(out, buffer.data() + written, got - written); });
-            if (n <= 0)
-                return false;
-            written += n;
-        }
-        done += static_cast<std::uint64_t>(got);
-        if (progress && !(*progress)(done, total))
-            return false;
-    }
-}
-
-/// Copies all bytes, in the kernel where the file systems allow it.
-bool copyData(int in, int out, std::uint64_t total, const CopyProgress* progress) {
-    std::uint64_t done = 0;
-    if (progress && !(*progress)(0, total))
-        return false;
-    // Without a progress receiver, the kernel may copy as much as it likes at once.
-    const std::size_t chunk = progress ? (std::size_t(8) << 20) : (std::size_t(1) << 30);
-    for (;;) {
-        const ssize_t n = retryOnInterrupt([&] { return ::copy_file_range(in, nullptr, out, nullptr, chunk, 0); });
-        if (n < 0) {
-            // Some file systems and kernels cannot: copy through user space instead.
-            const bool unsupported = errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
-                                     errno == EBADF || errno == EPERM || errno == ETXTBSY;
-            return unsupported && done == 0 && copyByReadWrite(in, out, done, total, progress);
-        }
-        if (n == 0)
-            return true;
-        done += static_cast<std::uint64_t>(n);
-        if (progress && !(*progress)(done, total))
-            return false;
-    }
-}
-
-bool copyLink(const std::string& from, const std::string& to, const CopyOptions& options) {
-    const auto target = readSymbolicLink(from);
-    if (!target)
-        return false;
-    if (options.progress && !(*options.progress)(0, 0))
-        return false;
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        const std::string temporary = temporarySibling(to);
-        if (::symlink(target->c_str(), temporary.c_str()) != 0) {
-            if (errno == EEXIST)
-                continue;
-            return false;
-        }
-        if (placeFile(temporary, to, options.replaceExisting))
-            return true;
-        ::unlink(temporary.c_str());
-        return false;
-    }
-    return false;
 }
 
 } // namespace
@@ -295,40 +202,6 @@ std::optional<std::string> readSymbolicLink(const std::string& path) {
         }
         buffer.resize(buffer.size() * 2);
     }
-}
-
-bool copyFile(const std::string& from, const std::string& to, const CopyOptions& options) {
-    if (!isUsablePath(from) || !isUsablePath(to) || splitParent(to).second.empty())
-        return false;
-    struct stat link {};
-    if (::lstat(from.c_str(), &link) != 0)
-        return false;
-    if (options.copyLinkItself && S_ISLNK(link.st_mode))
-        return copyLink(from, to, options);
-
-    Descriptor in(openPath(from, O_RDONLY | O_NONBLOCK));
-    struct stat source {};
-    // Only regular files: a device or a pipe has no end to copy to.
-    if (!in || ::fstat(in.get(), &source) != 0 || !S_ISREG(source.st_mode))
-        return false;
-    ::fcntl(in.get(), F_SETFL, 0); // blocking reads from here on
-    ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-
-    std::string temporary = temporarySibling(to) + "XXXXXX";
-    Descriptor out(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!out)
-        return false;
-    // The copy keeps the permission bits (but not set-id and sticky bits) and is
-    // always writable by its owner; it keeps the modification time.
-    const struct timespec times[2] = {{0, UTIME_OMIT}, source.st_mtim};
-    const bool copied = copyData(in.get(), out.get(), static_cast<std::uint64_t>(source.st_size), options.progress) &&
-                        ::fchmod(out.get(), (source.st_mode & 0777) | S_IWUSR) == 0 &&
-                        ::futimens(out.get(), times) == 0 && out.close();
-    if (copied && placeFile(temporary, to, options.replaceExisting))
-        return true;
-    out.close();
-    ::unlink(temporary.c_str());
-    return false;
 }
 
 } // namespace FileSystem::sys
