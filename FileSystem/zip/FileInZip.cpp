@@ -2,9 +2,15 @@
 
 #include <FileSystem/zip/ZipArchive.h>
 
+#include <FileSystem/paths/Path.h>
+#include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/zip/detail/EntryEncoder.h>
 #include <FileSystem/zip/detail/EntryReader.h>
+#include <FileSystem/zip/detail/Spool.h>
+#include <FileSystem/zip/detail/WriteState.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -19,33 +25,55 @@ struct ZipArchive::FileInZip::Reader {
     std::uint64_t read = 0;
 };
 
-/// A writer's entry: its bytes gather in memory, then in a temporary file, and
-/// go to the archive when the entry closes.
+/// A writer's entry: its bytes are compressed and encrypted as they come; the
+/// stored bytes gather in memory, then (past a few MiB) in a spool of the
+/// entry's own, and go into the archive's spool when the entry closes, so that
+/// several entries may be written at once.
 struct ZipArchive::FileInZip::Writer {
     static constexpr std::size_t kMemoryLimit = std::size_t(4) << 20;
-    std::vector<char> memory;
-    std::FILE* spill = nullptr;
-    std::string password;
-    int aesVersion = -1;
+    detail::EntryEncoder encoder;
+    std::vector<unsigned char> memory;
+    std::shared_ptr<detail::Spool> spill;
+    std::string nativeArchivePath;
+    std::string enginePassword; ///< encryption done by the engine at the commit
+    bool engineAes = false;
     std::string comment;
+    bool failed = false;
     bool finished = false;
-    ~Writer() {
-        if (spill != nullptr)
-            std::fclose(spill);
-    }
-    bool append(const char* data, std::size_t size) {
-        if (spill == nullptr && memory.size() + size > kMemoryLimit) {
-            spill = std::tmpfile();
-            if (spill == nullptr ||
-                (!memory.empty() && std::fwrite(memory.data(), 1, memory.size(), spill) != memory.size()))
+
+    /// Moves what the encoder has ready to memory or the spill.
+    bool drain() {
+        if (!spill && memory.size() + encoder.pending() > kMemoryLimit) {
+            spill = std::make_shared<detail::Spool>();
+            if (!spill->open(nativeArchivePath) || !spill->append(memory.data(), memory.size()))
                 return false;
             memory.clear();
             memory.shrink_to_fit();
         }
-        if (spill != nullptr)
-            return std::fwrite(data, 1, size, spill) == size;
-        memory.insert(memory.end(), data, data + size);
+        unsigned char block[1 << 16];
+        while (encoder.pending() > 0) {
+            const std::size_t n = encoder.take(block, sizeof block);
+            if (spill && !spill->append(block, n))
+                return false;
+            if (!spill)
+                memory.insert(memory.end(), block, block + n);
+        }
         return true;
+    }
+
+    /// Appends the entry's stored bytes to `spool`; where they start there.
+    std::optional<std::uint64_t> moveTo(detail::Spool& spool) {
+        const std::uint64_t offset = spool.size();
+        if (!spill)
+            return spool.append(memory.data(), memory.size()) ? std::optional<std::uint64_t>(offset) : std::nullopt;
+        std::vector<unsigned char> block(std::size_t(1) << 20);
+        for (std::uint64_t done = 0; done < spill->size();) {
+            const std::int64_t got = spill->readAt(block.data(), block.size(), done);
+            if (got <= 0 || !spool.append(block.data(), static_cast<std::size_t>(got)))
+                return std::nullopt;
+            done += static_cast<std::uint64_t>(got);
+        }
+        return offset;
     }
 };
 
@@ -85,9 +113,7 @@ bool ZipArchive::FileInZip::open(const std::string& password, int aesVersion, co
             return false;
         m_parent->m_currentCount = *index;
         auto reader = std::make_shared<Reader>();
-        auto* archive = static_cast<zip_t*>(getZipHandle());
-        reader->data = std::make_unique<detail::EntryReader>(archive, *index,
-                                                             password.empty() ? m_parent->m_password : password);
+        reader->data = m_parent->readerOf(*index, password.empty() ? m_parent->m_password : password);
         if (!reader->data->isOpen())
             return false;
         m_reader = std::move(reader);
@@ -95,10 +121,20 @@ bool ZipArchive::FileInZip::open(const std::string& password, int aesVersion, co
         return true;
     }
     auto writer = std::make_shared<Writer>();
-    writer->password = password.empty() ? m_parent->m_password : password;
-    writer->aesVersion = aesVersion < 0 ? 1 : aesVersion;
+    const std::string secret = password.empty() ? m_parent->m_password : password;
+    const int version = aesVersion < 0 ? 1 : aesVersion;
+    // AES of deflated entries is done here as the data comes; traditional
+    // encryption, and AES of stored entries, by the engine at the commit.
+    const bool engineEncrypts = version == 0 || m_parent->m_compressionLevel == 0;
+    if (engineEncrypts) {
+        writer->enginePassword = secret;
+        writer->engineAes = version != 0;
+    }
+    if (!writer->encoder.start(engineEncrypts ? std::string() : secret, m_parent->m_compressionLevel))
+        return false;
+    writer->nativeArchivePath = toSystemPath(m_parent->m_fileName);
     writer->comment = s_zipCommentTesselPrefix + additionalComment;
-    m_info->aesVersion = writer->aesVersion;
+    m_info->aesVersion = secret.empty() ? 0 : version;
     m_writer = std::move(writer);
     m_open = true;
     return true;
@@ -116,45 +152,26 @@ bool ZipArchive::FileInZip::close() {
         return false;
     Writer& writer = *m_writer;
     writer.finished = true;
-    auto* archive = static_cast<zip_t*>(getZipHandle());
-    zip_source_t* source = nullptr;
-    if (writer.spill != nullptr) {
-        std::fflush(writer.spill);
-        std::rewind(writer.spill);
-        source = zip_source_filep(archive, writer.spill, 0, -1); // the engine closes the file
-        if (source != nullptr)
-            writer.spill = nullptr;
-    } else {
-        source = zip_source_buffer(archive, writer.memory.data(), writer.memory.size(), 0);
-    }
-    if (source == nullptr)
+    if (writer.failed || !writer.encoder.finish() || !writer.drain())
         return false;
-    const zip_int64_t index = zip_file_add(archive, getPathInZip().c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
-    if (index < 0) {
-        zip_source_free(source);
+    // The entry joins the archive's spool and is written at the commit.
+    const auto offset = writer.moveTo(*m_parent->m_write->spool);
+    if (!offset)
         return false;
-    }
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
-    bool described = detail::describeEntry(archive, static_cast<zip_uint64_t>(index), false,
-                                           m_parent->m_compressionLevel, m_info->externalAttributes, now,
-                                           writer.comment);
-    if (described && !writer.password.empty()) {
-        const zip_uint16_t method = writer.aesVersion == 0 ? ZIP_EM_TRAD_PKWARE : ZIP_EM_AES_256;
-        described = zip_file_set_encryption(archive, static_cast<zip_uint64_t>(index), method,
-                                            writer.password.c_str()) == 0;
-    }
-    if (!described) {
-        zip_delete(archive, static_cast<zip_uint64_t>(index));
-        return false;
-    }
-    // The entry is complete on disk before this returns.
-    return m_parent->commit();
+    const bool added = m_parent->addSpooled(getPathInZip(), writer.encoder, m_parent->m_write->spool, *offset,
+                                            m_info->externalAttributes, now, writer.comment, writer.enginePassword,
+                                            writer.engineAes);
+    if (added)
+        m_parent->m_entries.insert(Path::stripTrailingSlash(getPathInZip()));
+    return added;
 }
 
 int ZipArchive::FileInZip::read(char* data, unsigned size) {
     if (!m_open || !m_reader || !m_reader->data || !isUnzipping())
         return 0;
-    const std::int64_t got = m_reader->data->read(data, size);
+    // The count must fit the int that is returned.
+    const std::int64_t got = m_reader->data->read(data, std::min<unsigned>(size, 1u << 30));
     if (got <= 0)
         return got < 0 ? -1 : 0;
     m_reader->read += static_cast<std::uint64_t>(got);
@@ -162,25 +179,33 @@ int ZipArchive::FileInZip::read(char* data, unsigned size) {
 }
 
 int ZipArchive::FileInZip::write(const char* data, unsigned size) {
-    if (!m_open || !m_writer || m_writer->finished || !isZipping())
+    if (!m_open || !m_writer || m_writer->finished || m_writer->failed || !isZipping())
         return 0;
-    return m_writer->append(data, size) ? static_cast<int>(size) : 0;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+    if (!m_writer->encoder.put(bytes, size) || !m_writer->drain()) {
+        m_writer->failed = true; // the entry can no longer be whole: its close fails
+        return 0;
+    }
+    return static_cast<int>(size);
 }
 
 std::string ZipArchive::FileInZip::readAll() {
     std::string content;
     if (!isUnzipping() || (!m_open && !open()))
         return content;
-    // Grown as the data comes, never beyond what the entry declares.
-    const std::uint64_t declared = size();
+    // Grown as the data comes (the reader never hands out more than the entry
+    // declares); the whole entry is checked before the last bytes arrive, and a
+    // failed check gives nothing.
     std::vector<char> buffer(static_cast<std::size_t>(ZipArchive::s_ChuckSize));
-    while (content.size() < declared) {
+    for (;;) {
         const int got = read(buffer.data(), static_cast<unsigned>(buffer.size()));
-        if (got <= 0)
+        if (got < 0)
+            return {};
+        if (got == 0)
             break;
-        content.append(buffer.data(), static_cast<std::size_t>(std::min<std::uint64_t>(got, declared - content.size())));
+        content.append(buffer.data(), static_cast<std::size_t>(got));
     }
-    return content;
+    return content.size() == size() ? content : std::string();
 }
 
 std::uint64_t ZipArchive::FileInZip::tell(bool inArchive) const {

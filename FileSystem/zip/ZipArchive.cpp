@@ -8,10 +8,13 @@
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/utilities/BuildInfo.h>
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/zip/detail/EntryReader.h>
+#include <FileSystem/zip/detail/Spool.h>
+#include <FileSystem/zip/detail/WriteState.h>
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
+#include <map>
 #include <thread>
 
 namespace FileSystem {
@@ -49,6 +52,8 @@ ZipArchive& ZipArchive::operator=(ZipArchive&& other) noexcept {
         m_compressionLevel = other.m_compressionLevel;
         m_attempts = other.m_attempts;
         m_password = std::move(other.m_password);
+        m_truncatePending = other.m_truncatePending;
+        m_write = std::move(other.m_write);
     }
     return *this;
 }
@@ -81,25 +86,33 @@ bool ZipArchive::openEngine(bool truncate) {
     const std::string native = toSystemPath(m_fileName);
     zip_t* archive = nullptr;
     if (m_mode == OpenMode::Read) {
-        archive = detail::openArchive(native, ZIP_RDONLY);
+        archive = detail::openArchive(native, detail::ArchiveAccess::Read);
         if (archive == nullptr)
             return false;
-        m_handle = std::unique_ptr<void, std::function<void(void*)>>(
-            archive, [](void* handle) { zip_discard(static_cast<zip_t*>(handle)); });
         m_currentCount = 0;
     } else {
-        archive = detail::openArchive(native, ZIP_CREATE | (truncate ? ZIP_TRUNCATE : 0));
+        // The spool lies beside the archive: a folder that cannot take it
+        // cannot take the archive either, and the open fails at once.
+        if (!m_write)
+            m_write = std::make_unique<WriteState>();
+        if (!m_write->spool) {
+            auto spool = std::make_shared<detail::Spool>();
+            if (!spool->open(native))
+                return false;
+            m_write->spool = std::move(spool);
+        }
+        archive = detail::openArchive(native, truncate ? detail::ArchiveAccess::Replace : detail::ArchiveAccess::Add);
         if (archive == nullptr)
             return false;
-        // Closing a writer without a commit throws away what was not committed.
-        m_handle = std::unique_ptr<void, std::function<void(void*)>>(
-            archive, [](void* handle) { zip_discard(static_cast<zip_t*>(handle)); });
         m_entries.clear();
         const zip_int64_t count = zip_get_num_entries(archive, 0);
         for (zip_int64_t i = 0; i < count; ++i)
             if (const char* name = zip_get_name(archive, static_cast<zip_uint64_t>(i), 0))
                 m_entries.insert(Path::stripTrailingSlash(name));
     }
+    // Closing without a commit throws away what was not committed.
+    m_handle = std::unique_ptr<void, std::function<void(void*)>>(
+        archive, [](void* handle) { zip_discard(static_cast<zip_t*>(handle)); });
     if (!m_password.empty())
         zip_set_default_password(archive, m_password.c_str());
     return true;
@@ -108,15 +121,24 @@ bool ZipArchive::openEngine(bool truncate) {
 bool ZipArchive::commit() {
     if (!isZipping())
         return false;
-    auto* archive = static_cast<zip_t*>(m_handle.release());
-    const bool written = zip_close(archive) == 0;
-    if (written)
-        m_truncatePending = false;
-    else
-        zip_discard(archive);
+    auto* archive = static_cast<zip_t*>(engine());
+    if (zip_close(archive) != 0)
+        return false; // the archive on disk is as it was; what was added stays pending
+    m_handle.release(); // the engine let go of it
+    m_truncatePending = false;
+    m_write->entries.clear();
+    m_write->spool->clear();
     // A writer goes on adding to what is on disk now.
-    const bool reopened = openEngine(m_truncatePending);
-    return written && reopened;
+    return openEngine(false);
+}
+
+std::unique_ptr<detail::EntryReader> ZipArchive::readerOf(std::uint64_t index, const std::string& password) const {
+    if (m_write) {
+        const auto spooled = m_write->entries.find(index);
+        if (spooled != m_write->entries.end())
+            return std::make_unique<detail::EntryReader>(spooled->second.first, spooled->second.second, password);
+    }
+    return std::make_unique<detail::EntryReader>(static_cast<zip_t*>(engine()), index, password);
 }
 
 bool ZipArchive::reopen() {
@@ -141,6 +163,7 @@ void ZipArchive::close() {
     }
     m_handle.reset();
     m_entries.clear();
+    m_write.reset();
 }
 
 void ZipArchive::setPassword(const std::string& password) {
@@ -156,7 +179,7 @@ void ZipArchive::setDefaultCompressionLevel(int level) {
 // ---- Listing and finding ------------------------------------------------------------
 
 std::uint64_t ZipArchive::numberOfEntries() const {
-    if (!isUnzipping())
+    if (!isOpen())
         return 0;
     const zip_int64_t count = zip_get_num_entries(static_cast<zip_t*>(engine()), 0);
     return count < 0 ? 0 : static_cast<std::uint64_t>(count);
@@ -216,7 +239,7 @@ std::set<std::string> ZipArchive::entries(bool directories, bool symbolicLinks) 
 std::vector<std::string> ZipArchive::listEntries(bool directories) const { return allEntries(directories, true); }
 
 std::optional<std::uint64_t> ZipArchive::locate(const std::string& name) const {
-    if (!isUnzipping() || name.empty())
+    if (!isOpen() || name.empty())
         return std::nullopt;
     const zip_int64_t index = zip_name_locate(static_cast<zip_t*>(engine()), name.c_str(), 0);
     if (index < 0)
@@ -225,13 +248,13 @@ std::optional<std::uint64_t> ZipArchive::locate(const std::string& name) const {
 }
 
 std::optional<std::uint64_t> ZipArchive::indexOf(const std::optional<ZipLocation>& location) const {
-    if (!location || !isUnzipping() || location->entryNumber >= numberOfEntries())
+    if (!location || !isOpen() || location->entryNumber >= numberOfEntries())
         return std::nullopt;
     return location->entryNumber;
 }
 
 std::optional<ZipArchive::FileInfo> ZipArchive::getFileInfo(const std::string& name) const {
-    if (name.empty() || !isUnzipping() || name.find('\0') != std::string::npos)
+    if (name.empty() || !isOpen() || name.find('\0') != std::string::npos)
         return std::nullopt;
     auto index = locate(name);
     std::string candidate = name;

@@ -14,6 +14,12 @@
 
 namespace FileSystem {
 
+namespace detail {
+class EntryEncoder;
+class EntryReader;
+class Spool;
+} // namespace detail
+
 /// The place of an entry in the archive it came from (with this engine both
 /// values hold the entry's index). Valid only for that archive.
 struct ZipLocation {
@@ -28,15 +34,20 @@ struct ZipLocation {
 /// with the version of the library that wrote it, the Unix host in "version
 /// made by" and the file's permission bits in its external attributes.
 ///
-/// A writer keeps its archive valid on disk: each public writing operation
-/// that returns true has its entries complete in the file, and a failure or a
-/// crash in the middle leaves the archive as it was before that operation.
+/// A writer reads, compresses, encrypts and checks what each add is given at
+/// once, into a spool beside the archive, and writes the archive at commit()
+/// (also at close() and in the destructor): adding entries one at a time costs
+/// what they hold. A write of the archive goes to a temporary file that replaces
+/// the archive only when complete, so a failure or a crash leaves the archive
+/// as it was before the commit.
 ///
 /// Extraction never writes outside its target: an entry whose name is
 /// absolute, names a drive or leaves the target through ".." is refused with
 /// std::runtime_error("Zip Extract Failure : ..."), as is a link that would
-/// point outside; no entry is written through a link, and no entry writes more
-/// bytes than it declares.
+/// lead outside once resolved on disk; no entry is written through a link, no
+/// entry writes more bytes than it declares, every entry is checked (checksum,
+/// AES authentication) before it counts, and a failed entry leaves nothing
+/// under its name.
 class ZipArchive {
 public:
     enum class OpenMode : int {
@@ -123,7 +134,16 @@ public:
     bool open(const std::string& fileName, OpenMode mode);
     /// Opens the stored file again in its mode; a created archive reopens for adding.
     bool reopen();
-    /// Writes a writer's archive and lets go of it.
+    /// Writes what a writer was given since it opened or last committed into the
+    /// archive on disk, and reports whether that worked (an addition to the
+    /// design). Entries are added at once to a spool beside the archive, already
+    /// compressed, encrypted and checked; the commit writes a new archive under a
+    /// temporary name and renames it over the old one, so a process killed at any
+    /// moment leaves the archive as it was before the commit. After a failed
+    /// commit the added entries stay pending and a later commit may try again.
+    /// False on a reader.
+    bool commit();
+    /// Commits a writer's archive (see commit) and lets go of it; the destructor does the same.
     void close();
     bool isOpen() const noexcept { return m_handle != nullptr; }
     explicit operator bool() const noexcept { return isOpen(); }
@@ -137,7 +157,10 @@ public:
     /// writer encrypts the entries it adds with WinZip AES-256.
     void setPassword(const std::string& password);
 
-    // ---- Listing and finding (readers; empty answers otherwise) ---------------------
+    // ---- Listing and finding ---------------------------------------------------------
+    // On a reader, the archive's entries. On a writer (an addition to the design),
+    // the entries the archive held when it was opened and those added since, even
+    // before they are committed; empty answers when the archive is not open.
     std::uint64_t size() const { return numberOfEntries(); }
     bool isEmpty() const { return numberOfEntries() == 0; }
     std::uint64_t numberOfEntries() const;
@@ -257,17 +280,29 @@ private:
     friend class FileInZip;
     struct Record;
 
+    struct WriteState;
+
     void* engine() const noexcept { return m_handle.get(); }
     bool openEngine(bool truncate);
-    /// Writes what a writer holds to disk and opens it again for adding.
-    bool commit();
+    /// A reader of the data of entry `index`: from the archive, or from the
+    /// spool for an entry added since the last commit.
+    std::unique_ptr<detail::EntryReader> readerOf(std::uint64_t index, const std::string& password) const;
+    /// Adds an entry whose stored bytes the encoder wrote into `spool` from `offset` on;
+    /// a non-empty password asks the engine to encrypt them at the commit (traditional
+    /// encryption, or AES for stored entries, whose bytes the engine must see plain).
+    bool addSpooled(const std::string& name, const detail::EntryEncoder& encoder,
+                    const std::shared_ptr<detail::Spool>& spool, std::uint64_t offset, std::uint32_t attributes,
+                    std::int64_t modified, const std::string& comment, const std::string& enginePassword,
+                    bool engineAes);
     FileInfo fileInfoAt(std::uint64_t index) const;
     std::optional<std::uint64_t> locate(const std::string& name) const;
     std::optional<std::uint64_t> indexOf(const std::optional<ZipLocation>& location) const;
     bool writeDirectoryEntry(const std::string& name, std::int64_t time, std::uint32_t attributes);
     bool extractEntry(std::uint64_t index, const std::string& path) const;
-    void extractEntries(const ExtractFromZipAsInfo& info, bool restoreLinks, std::vector<std::string>& written,
-                        std::uint64_t* size) const;
+    /// Extracts what `info.entry` names to `below` inside the folder `info.destination`
+    /// (empty `below`: to that folder itself); nothing is ever written outside that folder.
+    void extractEntries(const ExtractFromZipAsInfo& info, const std::string& below, bool restoreLinks,
+                        std::vector<std::string>& written, std::uint64_t* size) const;
 
     std::unique_ptr<void, std::function<void(void*)>> m_handle;
     mutable std::uint64_t m_currentCount = 0; ///< the reader's current entry
@@ -282,6 +317,7 @@ private:
     std::uint64_t m_attempts = 1;
     std::string m_password;
     bool m_truncatePending = false; ///< a created archive replaces the old one at its first write
+    std::unique_ptr<WriteState> m_write; ///< a writer's spool and what waits in it
 };
 
 /// One entry of an archive as an object: a reader or a writer of it.
@@ -300,7 +336,8 @@ public:
     /// asks for traditional encryption); its comment is the library's prefix
     /// followed by `additionalComment`.
     bool open(const std::string& password = {}, int aesVersion = -1, const std::string& additionalComment = {});
-    /// Ends the entry; a writer's entry is then complete in the archive on disk.
+    /// Ends the entry; a writer's entry then joins the archive, which holds it
+    /// once committed or closed. False when a write or the close failed.
     bool close();
     bool isOpen() const noexcept { return m_open; }
     int read(char* data, unsigned size);

@@ -7,8 +7,12 @@
 #include <FileSystem/files/File.h>
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/paths/PathConverterBase.h>
+#include <FileSystem/platform/Folders.h>
+#include <FileSystem/platform/OpenFiles.h>
 #include <FileSystem/zip/detail/EntryReader.h>
 
+#include <cstdio>
 #include <stdexcept>
 #include <vector>
 
@@ -42,67 +46,130 @@ bool isRootedOrDrive(const std::string& name) {
     return (!name.empty() && (name[0] == '/' || name[0] == '\\')) || (name.size() >= 2 && name[1] == ':');
 }
 
-/// Refuses a path below `root` that would be reached through a link.
-void refuseLinksOnTheWay(const std::string& root, const std::string& relative, bool includingLast) {
-    std::string path = root;
-    const std::vector<std::string> parts = segments(relative);
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (i + 1 == parts.size() && !includingLast)
+std::string joined(const std::string& folder, const std::string& name) {
+    if (folder.empty())
+        return name;
+    return name.empty() ? folder : folder + "/" + name;
+}
+
+/// The permission bits that an entry's attributes ask for, given the bits of
+/// what was made; empty when the entry records none.
+std::optional<std::uint32_t> entryRights(std::uint32_t attributes, std::uint32_t versionMadeBy,
+                                         std::uint32_t current) {
+    if (ZipArchive::isUnix(versionMadeBy)) {
+        const std::uint32_t rights = (attributes >> 16) & 0777; // never set-id or sticky bits
+        if (rights != 0)
+            return rights;
+    } else if (ZipArchive::isWindows(versionMadeBy) && (attributes & 0x01)) {
+        return current & 0777 & ~0222u; // read-only
+    }
+    return std::nullopt;
+}
+
+/// Writes one entry's data into `folder` under `name`: to a temporary name
+/// first, renamed into place only once the whole entry has been read and
+/// checked, so a failed entry leaves nothing under its name and a file that
+/// stood there keeps its content.
+void writeEntry(detail::EntryReader& data, const ZipArchive::FileInfo& info, sys::Folder& folder,
+                const std::string& name, const std::string& shown) {
+    if (const auto existing = folder.statusOf(name); existing && existing->kind == sys::EntryStatus::Kind::Directory)
+        fail("Extract path already exists and is not a file : " + shown);
+    const std::string folderPath = Path::stripLastToken(shown);
+    if (const auto space = MachineInfo::getDiskSpaceInfo(folderPath.empty() ? std::string(".") : folderPath);
+        space && space->free < info.uncompressedSize)
+        fail("Insufficient space to extract file to " + shown + " There is " + std::to_string(space->available) +
+             " B available, but " + std::to_string(info.uncompressedSize) + " B is needed.");
+    if (!data.isOpen())
+        fail("Failed to open entry : " + info.name);
+
+    const std::string temporary = sys::partialName(name);
+    sys::OpenFile out = folder.createFile(temporary, 0666);
+    if (!out)
+        throw std::runtime_error("Failed to open for writing : " + shown);
+    const auto discard = [&](const std::string& why) {
+        out.close();
+        folder.removeFile(temporary);
+        fail(why);
+    };
+    std::vector<char> buffer(static_cast<std::size_t>(ZipArchive::s_ChuckSize));
+    std::uint64_t written = 0;
+    for (;;) {
+        // The reader never hands out more than the entry declares, and checks
+        // the whole entry before it hands out the last byte.
+        const std::int64_t got = data.read(buffer.data(), buffer.size());
+        if (got < 0)
+            discard("Failed to read from zip : " + info.name);
+        if (got == 0)
             break;
-        path = path.empty() ? parts[i] : path + "/" + parts[i];
-        if (File::isSymbolicLink(path) && File::exists(path))
-            fail("Path goes through a link : " + path);
+        if (!out.write(buffer.data(), static_cast<std::size_t>(got)))
+            discard("Difference in written bytes and read bytes from zip");
+        written += static_cast<std::uint64_t>(got);
+    }
+    if (written != info.uncompressedSize)
+        discard("Written file size differs from filesize in zip " + std::to_string(written) + " instead of " +
+                std::to_string(info.uncompressedSize));
+    const auto status = out.status();
+    if (!status)
+        discard("Failed to write : " + shown);
+    if (const auto rights = entryRights(info.externalAttributes, info.versionMadeBy, status->mode);
+        rights && !out.setMode(*rights))
+        discard("Failed to set the rights of : " + shown);
+    if (!out.close())
+        discard("Difference in written bytes and read bytes from zip");
+    if (folder.rename(temporary, folder, name, true) != sys::RenameResult::Done) {
+        folder.removeFile(temporary);
+        fail("Extract path already exists and is not a file : " + shown);
+    }
+}
+
+/// A folder made (or found) by an extraction, whose rights are set at the end.
+struct MadeFolder {
+    std::string relative; ///< below the target in the system's form; empty for the target itself
+    std::string parent;   ///< the folder that holds it, below the target
+    std::string name;     ///< its name in that folder
+    std::uint64_t device = 0;
+    std::uint64_t index = 0;
+    std::uint32_t attributes = 0;
+    std::uint32_t versionMadeBy = 0;
+};
+
+/// Sets the rights of the folders an extraction made, deepest first, each only
+/// when the name still leads (without a link in its place) to the very folder
+/// that was made.
+void setFolderRights(sys::Folder& root, const std::vector<MadeFolder>& folders) {
+    for (auto it = folders.rbegin(); it != folders.rend(); ++it) {
+        std::optional<sys::Folder> opened;
+        if (it->relative.empty()) {
+            opened = sys::openBeneath(root, ".", false);
+        } else if (auto parent = sys::openBeneath(root, it->parent, false)) {
+            opened = parent->openFolder(it->name);
+        }
+        if (!opened)
+            continue;
+        const auto status = opened->status();
+        if (!status || status->device != it->device || status->index != it->index)
+            continue;
+        if (const auto rights = entryRights(it->attributes, it->versionMadeBy, status->mode))
+            opened->setOwnMode(*rights);
     }
 }
 
 } // namespace
 
 bool ZipArchive::extractEntry(std::uint64_t index, const std::string& path) const {
-    if (!isUnzipping())
+    if (!isOpen())
         return false;
     if (File::isDirectory(path, true))
         fail("Extract path already exists and is not a file : " + path);
-    const FileInfo info = fileInfoAt(index);
-    detail::EntryReader data(static_cast<zip_t*>(engine()), index, m_password);
-    if (!data.isOpen())
-        fail("Failed to open entry : " + info.name);
-
-    const std::string folder = Path::stripLastToken(path);
-    if (const auto space = MachineInfo::getDiskSpaceInfo(folder.empty() ? std::string(".") : folder);
-        space && space->free < info.uncompressedSize)
-        fail("Insufficient space to extract file to " + path + " There is " + std::to_string(space->available) +
-             " B available, but " + std::to_string(info.uncompressedSize) + " B is needed.");
-
-    // A link in the file's place is replaced, never written through.
-    if (File::exists(path) && File::isSymbolicLink(path))
-        File::remove(path);
-    FilePointer out = ZipArchive::fopen(path, "wb", m_attempts);
-    if (!out)
+    const std::string name = Path::getLastToken(path);
+    if (name.empty() || Path::isDotOrDotDot(name))
+        fail("Extract path has no file name : " + path);
+    std::string leaf;
+    auto folder = sys::openParent(toSystemPath(path), leaf);
+    if (!folder)
         throw std::runtime_error("Failed to open for writing : " + path);
-    std::vector<char> buffer(static_cast<std::size_t>(s_ChuckSize));
-    std::uint64_t written = 0;
-    const auto sizeFailure = [&](std::uint64_t size) {
-        fail("Written file size differs from filesize in zip " + std::to_string(size) + " instead of " +
-             std::to_string(info.uncompressedSize));
-    };
-    for (;;) {
-        const std::int64_t got = data.read(buffer.data(), buffer.size());
-        if (got < 0)
-            fail("Failed to read from zip : " + info.name);
-        if (got == 0)
-            break;
-        // An entry never writes more than it declares.
-        if (written + static_cast<std::uint64_t>(got) > info.uncompressedSize)
-            sizeFailure(written + static_cast<std::uint64_t>(got));
-        if (FileSystem::fwrite(buffer.data(), 1, static_cast<std::size_t>(got), out) != static_cast<std::size_t>(got))
-            fail("Difference in written bytes and read bytes from zip");
-        written += static_cast<std::uint64_t>(got);
-    }
-    if (FileSystem::fclose(out) != 0)
-        fail("Difference in written bytes and read bytes from zip");
-    if (written != info.uncompressedSize)
-        sizeFailure(written);
-    setFileAttributes(path, info.externalAttributes, info.versionMadeBy);
+    const auto data = readerOf(index, m_password);
+    writeEntry(*data, fileInfoAt(index), *folder, leaf, path);
     return true;
 }
 
@@ -125,15 +192,17 @@ std::optional<std::string> ZipArchive::extractDataFromZip(const std::optional<Zi
     if (!index)
         return std::nullopt;
     const std::uint64_t declared = fileInfoAt(*index).uncompressedSize;
-    detail::EntryReader data(static_cast<zip_t*>(engine()), *index, m_password);
+    const auto reader = readerOf(*index, m_password);
+    detail::EntryReader& data = *reader;
     if (!data.isOpen())
         return std::nullopt;
-    // Grown as the data comes, never beyond what the entry declares.
+    // Grown as the data comes: the reader never hands out more than the entry
+    // declares, and fails when the entry does not check out.
     std::string content;
     std::vector<char> buffer(static_cast<std::size_t>(s_ChuckSize));
     for (;;) {
         const std::int64_t got = data.read(buffer.data(), buffer.size());
-        if (got < 0 || content.size() + static_cast<std::uint64_t>(got) > declared)
+        if (got < 0)
             return std::nullopt;
         if (got == 0)
             break;
@@ -144,11 +213,22 @@ std::optional<std::string> ZipArchive::extractDataFromZip(const std::optional<Zi
     return content;
 }
 
-void ZipArchive::extractEntries(const ExtractFromZipAsInfo& info, bool restoreLinks, std::vector<std::string>& written,
-                                std::uint64_t* size) const {
+void ZipArchive::extractEntries(const ExtractFromZipAsInfo& info, const std::string& below, bool restoreLinks,
+                                std::vector<std::string>& written, std::uint64_t* size) const {
     const std::string entry = Path::stripTrailingSlash(info.entry);
-    const std::string destination = Path::stripTrailingSlash(info.destination);
-    std::vector<std::pair<std::string, FileInfo>> folders; // their rights are set at the end
+    const std::string target = Path::stripTrailingSlash(info.destination);
+    std::optional<sys::Folder> root; // opened at the first entry that writes
+    std::vector<MadeFolder> folders; // their rights are set at the end
+    const auto openRoot = [&]() -> sys::Folder& {
+        if (!root) {
+            if (!target.empty() && !File::exists(target) && !Directory::create(target, false, true))
+                fail("Failed to create directory : " + target);
+            root = sys::Folder::open(toSystemPath(target.empty() ? std::string(".") : target), true);
+            if (!root)
+                fail("Failed to open directory : " + target);
+        }
+        return *root;
+    };
     const std::uint64_t count = numberOfEntries();
     for (std::uint64_t i = 0; i < count; ++i) {
         const FileInfo fileInfo = fileInfoAt(i);
@@ -174,54 +254,87 @@ void ZipArchive::extractEntries(const ExtractFromZipAsInfo& info, bool restoreLi
                 *size += fileInfo.uncompressedSize;
             continue;
         }
-        // Nothing is written outside the target.
-        if (isRootedOrDrive(fileInfo.name) || leavesItsFolder(rest))
+        // Nothing is written outside the target, whatever the names say.
+        const std::string relative = Path::stripLeadingSlash(joined(below, Path::stripLeadingSlash(rest)));
+        if (isRootedOrDrive(fileInfo.name) || leavesItsFolder(rest) || leavesItsFolder(relative))
             fail("Entry leaves the target directory : " + fileInfo.name);
-        const std::string path = destination.empty() ? Path::stripLeadingSlash(rest) : destination + rest;
-        if (path.empty())
-            fail("Entry has no path on disk : " + fileInfo.name);
+        const std::string shown = joined(target, relative);
+        const std::string leaf = Path::getLastToken(relative);
+        const std::string parentRelative = Path::stripLastToken(relative);
+        const std::string nativeLeaf = PathConverter::fromKVLPath(leaf, true);
+        const std::string nativeParent = PathConverter::fromKVLPath(parentRelative, true);
 
-        const bool link = !folder && restoreLinks && isUnix(fileInfo.versionMadeBy) &&
-                          (fileInfo.externalAttributes & 0xf0000000) == 0xa0000000;
-        refuseLinksOnTheWay(destination, rest, folder);
-        if (folder) {
-            if (File::exists(path) && !Directory::exists(path))
-                fail("Extract path already exists and is not a directory : " + path);
-            if (!Directory::exists(path) && !Directory::create(path, false, true))
-                fail("Failed to create directory : " + path);
-            folders.emplace_back(path, fileInfo);
-            written.push_back(path);
+        if (relative.empty() || Path::isDotOrDotDot(leaf)) {
+            // The target itself: a folder entry names it; a file entry is written at the target path.
+            if (folder) {
+                const auto status = openRoot().status();
+                if (status)
+                    folders.push_back({"", "", "", status->device, status->index, fileInfo.externalAttributes,
+                                       fileInfo.versionMadeBy});
+                written.push_back(shown);
+                continue;
+            }
+            if (!relative.empty() || target.empty())
+                fail("Entry has no path on disk : " + fileInfo.name);
+            extractEntry(i, target);
+            written.push_back(target);
             continue;
         }
-        const std::string parent = Path::stripLastToken(path);
-        if (!parent.empty() && !Directory::exists(parent) && !Directory::create(parent, false, true))
-            fail("Failed to create parent path directory");
-        if (link) {
-            const auto target = extractDataFromZip(fileInfo.location);
-            if (!target || target->empty())
-                fail("Failed to read link : " + fileInfo.name);
-            // The link must point into the target as well.
-            const std::string linkFolder = Path::stripLastToken(rest);
-            if (isRootedOrDrive(*target) || leavesItsFolder(linkFolder + "/" + *target))
-                fail("Link leaves the target directory : " + fileInfo.name);
-            if (!File::createSymbolicLink(*target, path))
-                fail("Failed to create link : " + path);
-        } else {
-            extractEntry(i, path);
+
+        // Folders are made as needed; nothing is written through a link or
+        // below a file (both are refused).
+        std::optional<sys::Folder> parent = sys::openBeneath(openRoot(), nativeParent, true);
+        if (!parent)
+            fail("Path goes through a link or a file : " + shown);
+        const bool link = !folder && restoreLinks && isUnix(fileInfo.versionMadeBy) &&
+                          (fileInfo.externalAttributes & 0xf0000000) == 0xa0000000;
+        if (folder) {
+            std::optional<sys::Folder> made = parent->openFolder(nativeLeaf);
+            if (!made && !parent->statusOf(nativeLeaf)) {
+                parent->createFolder(nativeLeaf);
+                made = parent->openFolder(nativeLeaf);
+            }
+            if (!made)
+                fail("Extract path already exists and is not a directory : " + shown);
+            if (const auto status = made->status())
+                folders.push_back({sys::joinPath(nativeParent, nativeLeaf), nativeParent, nativeLeaf, status->device, status->index, fileInfo.externalAttributes,
+                                   fileInfo.versionMadeBy});
+            written.push_back(shown);
+            continue;
         }
-        written.push_back(path);
+        if (link) {
+            const auto text = extractDataFromZip(fileInfo.location);
+            if (!text || text->empty())
+                fail("Failed to read link : " + fileInfo.name);
+            // Where the link leads, resolved on disk with every link already
+            // there followed, must lie inside the target.
+            const std::string linkTarget = PathConverter::fromKVLPath(*text, true);
+            if (isRootedOrDrive(*text) || !sys::linkStaysBeneath(*root, nativeParent, linkTarget))
+                fail("Link leaves the target directory : " + fileInfo.name);
+            const std::string temporary = sys::partialName(nativeLeaf);
+            if (!parent->createLink(linkTarget, temporary))
+                fail("Failed to create link : " + shown);
+            if (parent->rename(temporary, *parent, nativeLeaf, true) != sys::RenameResult::Done) {
+                parent->removeFile(temporary);
+                fail("Extract path already exists and is not a file : " + shown);
+            }
+        } else {
+            const auto data = readerOf(i, m_password);
+            writeEntry(*data, fileInfo, *parent, nativeLeaf, shown);
+        }
+        written.push_back(shown);
     }
-    for (auto it = folders.rbegin(); it != folders.rend(); ++it)
-        setFileAttributes(it->first, it->second.externalAttributes, it->second.versionMadeBy);
+    if (root)
+        setFolderRights(*root, folders);
 }
 
 std::vector<std::string> ZipArchive::extractFromZipAs(const std::vector<ExtractFromZipAsInfo>& infos,
                                                       bool restoreLinks) const {
     std::vector<std::string> written;
-    if (!isUnzipping())
+    if (!isOpen())
         return written;
     for (const ExtractFromZipAsInfo& info : infos)
-        extractEntries(info, restoreLinks || info.restoreLinks, written, nullptr);
+        extractEntries(info, std::string(), restoreLinks || info.restoreLinks, written, nullptr);
     return written;
 }
 
@@ -238,29 +351,25 @@ std::vector<std::string> ZipArchive::extractFromZip(const std::string& entry, bo
 
 std::vector<std::string> ZipArchive::extractFromZip(const std::string& entry, const std::string& targetDirectory,
                                                     bool recursive, bool restoreLinks, const Filter& filter) const {
-    if (!targetDirectory.empty()) {
-        if (File::exists(targetDirectory) && !File::isDirectory(targetDirectory, true))
-            fail("Target is not a directory");
-        if (!File::exists(targetDirectory) && !Directory::create(targetDirectory, false, true))
-            fail("Failed to create directory");
-    }
-    const std::string last = Path::getLastToken(Path::stripTrailingSlash(entry));
-    const std::string target = Path::stripTrailingSlash(targetDirectory);
-    std::string destination = target.empty() ? last : (last.empty() ? target : target + "/" + last);
-    return extractFromZipAs(std::vector<ExtractFromZipAsInfo>{{entry, destination, recursive, restoreLinks, filter}},
-                            restoreLinks);
+    return extractFromZip(std::vector<ExtractFromZipInfo>{{entry, targetDirectory, recursive, restoreLinks, filter}},
+                          restoreLinks);
 }
 
 std::vector<std::string> ZipArchive::extractFromZip(const std::vector<ExtractFromZipInfo>& infos,
                                                     bool restoreLinks) const {
-    std::vector<ExtractFromZipAsInfo> asInfos;
+    std::vector<std::string> written;
+    if (!isOpen())
+        return written;
     for (const ExtractFromZipInfo& info : infos) {
-        const std::string last = Path::getLastToken(Path::stripTrailingSlash(info.entry));
+        // The entry's last name goes inside the target folder, which nothing may leave.
         const std::string target = Path::stripTrailingSlash(info.destination);
-        asInfos.push_back({info.entry, target.empty() ? last : target + "/" + last, info.recursive, info.restoreLinks,
-                           info.filter});
+        if (!target.empty() && File::exists(target) && !File::isDirectory(target, true))
+            fail("Target is not a directory");
+        const std::string last = Path::getLastToken(Path::stripTrailingSlash(info.entry));
+        extractEntries({info.entry, target, info.recursive, info.restoreLinks, info.filter}, last,
+                       restoreLinks || info.restoreLinks, written, nullptr);
     }
-    return extractFromZipAs(asInfos, restoreLinks);
+    return written;
 }
 
 std::uint64_t ZipArchive::getUnzippedSize(bool recursive, bool restoreLinks, const Filter& filter) const {
@@ -282,11 +391,11 @@ std::uint64_t ZipArchive::getUnzippedSize(const std::vector<ExtractFromZipInfo>&
 
 std::uint64_t ZipArchive::getUnzippedSize(const std::vector<ExtractFromZipAsInfo>& infos, bool restoreLinks) const {
     std::uint64_t size = 0;
-    if (!isUnzipping())
+    if (!isOpen())
         return 0;
     std::vector<std::string> unused;
     for (const ExtractFromZipAsInfo& info : infos)
-        extractEntries(info, restoreLinks || info.restoreLinks, unused, &size);
+        extractEntries(info, std::string(), restoreLinks || info.restoreLinks, unused, &size);
     return size;
 }
 

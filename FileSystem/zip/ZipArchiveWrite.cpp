@@ -7,8 +7,10 @@
 #include <FileSystem/files/File.h>
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/utilities/detail/Percentages.h>
-#include <FileSystem/zip/detail/EncryptedDeflater.h>
+#include <FileSystem/zip/detail/EntryEncoder.h>
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/zip/detail/Spool.h>
+#include <FileSystem/zip/detail/WriteState.h>
 
 #include <algorithm>
 #include <chrono>
@@ -57,133 +59,15 @@ private:
     std::uint64_t m_done = 0;
 };
 
-/// Why the data of an entry could not be written.
-enum class Interruption { None, Cancelled, OpenFailed, ReadFailed };
-
-/// What the sources of one add share.
-struct AddShared {
-    const Tools::ProgressFunction* progress = nullptr;
-    std::string password; ///< non-empty: the sources deflate and encrypt their data themselves
-    int level = -1;
-    std::uint64_t attempts = 1;
-    Interruption interruption = Interruption::None;
-    std::size_t failedRecord = 0; ///< the record whose data failed
-    std::string failedPath;
-};
-
-/// The data of a file on disk as the engine reads it when the archive is
-/// written: opened then, read in blocks, with progress after each.
-struct FileSource {
-    std::string path;
-    std::uint64_t size = 0;
-    std::int64_t modified = 0;
-    std::size_t record = 0;
-    AddShared* shared = nullptr;
-    Tracker* tracker = nullptr; // null once progress is no longer reported
-    FilePointer file;
-    std::uint64_t done = 0;
-    zip_error_t error{};
-    std::unique_ptr<detail::EncryptedDeflater> encoder; ///< for an entry encrypted here
-    std::vector<unsigned char> block;
-
-    zip_int64_t fail(Interruption why, int code) {
-        if (shared->interruption == Interruption::None) {
-            shared->interruption = why;
-            shared->failedRecord = record;
-            shared->failedPath = path;
-        }
-        zip_error_set(&error, code, 0);
-        return -1;
+/// Moves what the encoder has ready into the spool.
+bool drain(detail::EntryEncoder& encoder, detail::Spool& spool) {
+    unsigned char block[1 << 16];
+    while (encoder.pending() > 0) {
+        const std::size_t n = encoder.take(block, sizeof block);
+        if (!spool.append(block, n))
+            return false;
     }
-};
-
-/// The next block of the file, with progress: bytes read, 0 at the recorded size, -1 on failure.
-zip_int64_t readBlock(FileSource* source, void* data, zip_uint64_t length) {
-    // Up to the size recorded when the add was planned.
-    const std::uint64_t want = std::min<std::uint64_t>({length, source->size - source->done, ZipArchive::s_ChuckSize});
-    if (want == 0)
-        return 0;
-    const std::size_t got = FileSystem::fread(data, 1, static_cast<std::size_t>(want), source->file);
-    if (got == 0 && FileSystem::ferror(source->file))
-        return source->fail(Interruption::ReadFailed, ZIP_ER_READ);
-    source->done += got;
-    if (source->tracker) {
-        const bool going = source->tracker->count(got);
-        const auto* progress = source->shared->progress;
-        if (!going || (progress && *progress && !(*progress)(source->done, source->size)))
-            return source->fail(Interruption::Cancelled, ZIP_ER_CANCELLED);
-    }
-    return static_cast<zip_int64_t>(got);
-}
-
-/// Stored bytes of an entry that is deflated and encrypted here.
-zip_int64_t readEncoded(FileSource* source, void* data, zip_uint64_t length) {
-    detail::EncryptedDeflater& encoder = *source->encoder;
-    while (encoder.pending() == 0 && !encoder.isFinished()) {
-        const zip_int64_t got = readBlock(source, source->block.data(), source->block.size());
-        if (got < 0)
-            return -1;
-        const bool encoded = got == 0 ? encoder.finish()
-                                      : encoder.put(source->block.data(), static_cast<std::size_t>(got));
-        if (!encoded)
-            return source->fail(Interruption::ReadFailed, ZIP_ER_INTERNAL);
-    }
-    return static_cast<zip_int64_t>(encoder.take(static_cast<unsigned char*>(data), static_cast<std::size_t>(length)));
-}
-
-zip_int64_t fileSourceCallback(void* state, void* data, zip_uint64_t length, zip_source_cmd_t command) {
-    auto* source = static_cast<FileSource*>(state);
-    switch (command) {
-    case ZIP_SOURCE_OPEN:
-        source->file = ZipArchive::fopen(source->path, "rb", source->shared->attempts);
-        if (!source->file)
-            return source->fail(Interruption::OpenFailed, ZIP_ER_OPEN);
-        source->done = 0;
-        if (!source->shared->password.empty()) {
-            source->encoder = std::make_unique<detail::EncryptedDeflater>();
-            source->block.resize(static_cast<std::size_t>(ZipArchive::s_ChuckSize));
-            if (!source->encoder->start(source->shared->password, source->shared->level))
-                return source->fail(Interruption::ReadFailed, ZIP_ER_INTERNAL);
-        }
-        if (source->tracker && !source->tracker->count(1))
-            return source->fail(Interruption::Cancelled, ZIP_ER_CANCELLED);
-        return 0;
-    case ZIP_SOURCE_READ:
-        return source->encoder ? readEncoded(source, data, length) : readBlock(source, data, length);
-    case ZIP_SOURCE_CLOSE:
-        source->file.reset();
-        return 0;
-    case ZIP_SOURCE_STAT: {
-        auto* stat = static_cast<zip_stat_t*>(data);
-        zip_stat_init(stat);
-        stat->mtime = static_cast<time_t>(source->modified);
-        stat->valid |= ZIP_STAT_MTIME;
-        if (!source->shared->password.empty()) {
-            // Data already in its stored form: the engine copies it as it is.
-            stat->comp_method = ZIP_CM_DEFLATE;
-            stat->encryption_method = ZIP_EM_AES_256;
-            stat->valid |= ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
-            if (source->encoder && source->encoder->isFinished()) {
-                stat->size = source->encoder->plainSize();
-                stat->comp_size = source->encoder->storedSize();
-                stat->crc = source->encoder->checksum();
-                stat->valid |= ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC;
-            }
-        }
-        return sizeof(zip_stat_t);
-    }
-    case ZIP_SOURCE_ERROR:
-        return zip_error_to_data(&source->error, data, length);
-    case ZIP_SOURCE_FREE:
-        delete source;
-        return 0;
-    case ZIP_SOURCE_SUPPORTS:
-        return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE, ZIP_SOURCE_STAT,
-                                              ZIP_SOURCE_ERROR, ZIP_SOURCE_FREE, -1);
-    default:
-        zip_error_set(&source->error, ZIP_ER_OPNOTSUPP, 0);
-        return -1;
-    }
+    return true;
 }
 
 std::int64_t nowInSeconds() {
@@ -351,80 +235,92 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
         return false;
     }
 
-    AddShared shared;
-    shared.progress = &progress;
-    shared.attempts = m_attempts;
-    if (m_compressionLevel != 0)
-        shared.password = m_password;
-    shared.level = m_compressionLevel;
-    const std::vector<const Record*> ordered = [&] {
-        std::vector<const Record*> list;
-        for (const auto& [key, record] : records)
-            list.push_back(&record);
-        return list;
-    }();
-
-    // Schedules records [0, end) on the engine; their data is read when the archive is written.
-    const auto schedule = [&](std::size_t end, Tracker* track) {
-        auto* archive = static_cast<zip_t*>(engine());
-        std::size_t scheduled = 0;
-        for (std::size_t i = 0; i < end; ++i) {
-            const Record& record = *ordered[i];
-            const std::int64_t modified = record.modified != 0 ? record.modified : record.created;
-            if (record.isDirectory) {
-                if (track)
-                    track->count(1);
-                if (!writeDirectoryEntry(record.entryName, modified, record.attributes))
-                    continue;
+    // Each file is read, compressed, encrypted and checked now, into the spool;
+    // the commit copies what the spool holds into the archive as it is.
+    detail::Spool& spool = *m_write->spool;
+    std::vector<unsigned char> block(static_cast<std::size_t>(s_ChuckSize));
+    std::size_t scheduled = 0;
+    for (const auto& [key, record] : records) {
+        const std::int64_t modified = record.modified != 0 ? record.modified : record.created;
+        if (!tracker.count(1))
+            return false;
+        if (record.isDirectory) {
+            if (writeDirectoryEntry(record.entryName, modified, record.attributes))
                 ++scheduled;
-                continue;
-            }
-            auto* state = new FileSource{record.diskPath, record.size, modified, i, &shared, track, nullptr, 0, {}, nullptr, {}};
-            zip_error_init(&state->error);
-            zip_source_t* source = zip_source_function(archive, fileSourceCallback, state);
-            if (source == nullptr) {
-                delete state;
-                continue;
-            }
-            const zip_int64_t index = zip_file_add(archive, record.entryName.c_str(), source,
-                                                   ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
-            if (index < 0) {
-                zip_source_free(source);
-                continue;
-            }
-            const bool described = detail::describeEntry(archive, static_cast<zip_uint64_t>(index), false,
-                                                         m_compressionLevel, record.attributes, modified,
-                                                         s_zipCommentTesselPrefix);
-            // With a password set on the archive, new entries are encrypted with
-            // AES-256: deflated ones by their source, stored ones by the engine.
-            const char* enginePassword = shared.password.empty() ? m_password.c_str() : nullptr;
-            if (described && (m_password.empty() || zip_file_set_encryption(archive, static_cast<zip_uint64_t>(index),
-                                                                            ZIP_EM_AES_256, enginePassword) == 0))
-                ++scheduled;
+            continue;
         }
-        return scheduled;
-    };
-
-    const std::size_t scheduled = schedule(ordered.size(), &tracker);
-    bool written = commit();
-    if (!written && shared.interruption != Interruption::None) {
-        // Keep what was complete before the entry that stopped the add.
-        const Interruption why = shared.interruption;
-        const std::size_t keep = shared.failedRecord;
-        shared.interruption = Interruption::None;
-        shared.progress = nullptr;
-        if (keep > 0) {
-            schedule(keep, nullptr);
-            commit();
-        }
-        if (why == Interruption::OpenFailed) {
-            const std::string message = "Failed to open for Reading : " + shared.failedPath;
+        FilePointer file = ZipArchive::fopen(record.diskPath, "rb", m_attempts);
+        if (!file) {
+            const std::string message = "Failed to open for Reading : " + record.diskPath;
             std::cerr << message << std::endl;
             throw std::runtime_error(message);
         }
+        detail::EntryEncoder encoder;
+        const std::uint64_t offset = spool.size();
+        // Deflated entries are encrypted here; the engine must see stored ones plain.
+        const bool stored = m_compressionLevel == 0;
+        if (!encoder.start(stored ? std::string() : m_password, m_compressionLevel))
+            return false;
+        // Up to the size recorded when the add was planned.
+        for (std::uint64_t done = 0; done < record.size;) {
+            const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), record.size - done));
+            const std::size_t got = FileSystem::fread(block.data(), 1, want, file);
+            if (got == 0) {
+                if (FileSystem::ferror(file))
+                    return false;
+                break; // the file became shorter: it holds what it has now
+            }
+            if (!encoder.put(block.data(), got) || !drain(encoder, spool))
+                return false;
+            done += got;
+            if (!tracker.count(got) || (progress && !progress(done, record.size)))
+                return false; // stopped: this entry is left out, those before it stay
+        }
+        if (!encoder.finish() || !drain(encoder, spool))
+            return false;
+        if (addSpooled(record.entryName, encoder, m_write->spool, offset, record.attributes, modified,
+                       s_zipCommentTesselPrefix, stored ? m_password : std::string(), true))
+            ++scheduled;
+    }
+    return scheduled == records.size() && tracker.done() == tracker.total();
+}
+
+bool ZipArchive::addSpooled(const std::string& name, const detail::EntryEncoder& encoder,
+                            const std::shared_ptr<detail::Spool>& spool, std::uint64_t offset,
+                            std::uint32_t attributes, std::int64_t modified, const std::string& comment,
+                            const std::string& enginePassword, bool engineAes) {
+    auto* archive = static_cast<zip_t*>(engine());
+    detail::SpooledEntry entry;
+    entry.offset = offset;
+    entry.storedSize = encoder.storedSize();
+    entry.plainSize = encoder.plainSize();
+    entry.checksum = encoder.checksum();
+    entry.deflated = encoder.isDeflated();
+    entry.encrypted = encoder.isEncrypted();
+    entry.modified = modified;
+    zip_source_t* source = detail::spooledEntrySource(archive, spool, entry);
+    if (source == nullptr)
+        return false;
+    const zip_int64_t added = zip_file_add(archive, name.c_str(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE);
+    if (added < 0) {
+        zip_source_free(source);
         return false;
     }
-    return written && scheduled == ordered.size() && tracker.done() == tracker.total();
+    const auto index = static_cast<zip_uint64_t>(added);
+    // The entry's methods are those of its stored bytes, so the engine copies them.
+    const int level = entry.deflated ? (m_compressionLevel == 0 ? -1 : m_compressionLevel) : 0;
+    bool described = detail::describeEntry(archive, index, false, level, attributes, modified, comment);
+    if (described && entry.encrypted)
+        described = zip_file_set_encryption(archive, index, ZIP_EM_AES_256, nullptr) == 0;
+    else if (described && !enginePassword.empty())
+        described = zip_file_set_encryption(archive, index, engineAes ? ZIP_EM_AES_256 : ZIP_EM_TRAD_PKWARE,
+                                            enginePassword.c_str()) == 0;
+    if (!described) {
+        zip_delete(archive, index);
+        return false;
+    }
+    m_write->entries[index] = {spool, entry};
+    return true;
 }
 
 bool ZipArchive::createDirectoryInZip(const std::string& path) { return createDirectoryInZip(path, nowInSeconds()); }
@@ -441,12 +337,11 @@ bool ZipArchive::createDirectoryInZip(const std::string& path, std::int64_t time
     for (std::string level = name; !level.empty() && !m_entries.count(level); level = Path::stripLastToken(level))
         levels.insert(level);
     for (const std::string& level : levels) {
-        if (!writeDirectoryEntry(level + "/", time, getDefaultDirectoryAttributes())) {
-            commit();
+        if (!writeDirectoryEntry(level + "/", time, getDefaultDirectoryAttributes()))
             return false;
-        }
+        m_entries.insert(level);
     }
-    return commit();
+    return true;
 }
 
 } // namespace FileSystem

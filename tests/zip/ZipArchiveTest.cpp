@@ -50,7 +50,9 @@ TEST(ZipArchive, WritingOrderParentsAndRepeats) {
         EXPECT_TRUE(zip.createDirectoryInZip("empty"));
         EXPECT_FALSE(zip.createSymbolicLinkInZip("l", "t"));
         EXPECT_THROW(zip.addToZipAs(dir / "src/keep.dat", "", true, false), std::runtime_error);
-        EXPECT_FALSE(zip.getFileInfo("root/keep.dat").has_value()); // a writer answers no queries
+        // A writer answers queries, also about what it has not committed yet.
+        EXPECT_TRUE(zip.getFileInfo("root/keep.dat").has_value());
+        EXPECT_EQ(zip.extractDataFromZip("root/a/b/c.txt"), "C");
     }
     ZipArchive reader(archive, Mode::Read, 1);
     ASSERT_TRUE(reader.isUnzipping());

@@ -1,6 +1,7 @@
 #pragma once
 
-// Entry data deflated and encrypted as the archive stores it (internal).
+// Entry data in the form the archive stores it: stored or deflated, and
+// encrypted with WinZip AES-256 when there is a password (internal).
 
 #include <FileSystem/zip/detail/WinZipAes.h>
 
@@ -12,23 +13,23 @@
 
 namespace FileSystem::detail {
 
-/// Turns an entry's plain bytes into the stored form of a deflated WinZip
-/// AES-256 entry: salt and password verifier, the deflate stream encrypted,
-/// then the authentication code. Bytes go in with put and finish, and come
-/// out with take.
-class EncryptedDeflater {
+/// Turns an entry's plain bytes into its stored form: the raw deflate stream
+/// (or the bytes as they are, at level 0), and with a password a WinZip AES-256
+/// entry around it: salt and password verifier, the data encrypted, then the
+/// authentication code. Bytes go in with put and finish, and come out with take.
+class EntryEncoder {
 public:
-    EncryptedDeflater() = default;
-    ~EncryptedDeflater();
-    EncryptedDeflater(const EncryptedDeflater&) = delete;
-    EncryptedDeflater& operator=(const EncryptedDeflater&) = delete;
+    EntryEncoder() = default;
+    ~EntryEncoder();
+    EntryEncoder(const EntryEncoder&) = delete;
+    EntryEncoder& operator=(const EntryEncoder&) = delete;
 
-    /// A fresh random salt, the keys of the password, a deflater at `level`
-    /// (1 to 9; below 0 for zlib's default).
+    /// Starts an entry at `level` (0 stores, 1 to 9 deflate, below 0 is zlib's
+    /// default); a non-empty password encrypts it (a fresh random salt).
     bool start(const std::string& password, int level);
-    /// Deflates and encrypts plain bytes.
+    /// Compresses and encrypts plain bytes.
     bool put(const unsigned char* data, std::size_t size);
-    /// Ends the deflate stream and appends the authentication code.
+    /// Ends the data and appends the authentication code.
     bool finish();
     /// Moves up to `size` stored bytes to `out`; how many.
     std::size_t take(unsigned char* out, std::size_t size);
@@ -38,14 +39,20 @@ public:
     std::uint32_t checksum() const noexcept { return static_cast<std::uint32_t>(m_checksum); }
     std::uint64_t plainSize() const noexcept { return m_plainSize; }
     std::uint64_t storedSize() const noexcept { return m_storedSize; }
+    bool isDeflated() const noexcept { return m_deflate; }
+    bool isEncrypted() const noexcept { return m_encrypt; }
 
 private:
     bool deflateInto(int flush);
-    void append(const unsigned char* data, std::size_t size);
+    void makeRoom(std::size_t size);
+    bool append(const unsigned char* data, std::size_t size, bool encrypt);
 
     WinZipAes m_aes;
     z_stream m_zlib{};
     bool m_zlibOpen = false;
+    bool m_started = false;
+    bool m_deflate = false;
+    bool m_encrypt = false;
     bool m_finished = false;
     uLong m_checksum = 0;
     std::uint64_t m_plainSize = 0;

@@ -1,5 +1,6 @@
 #include <FileSystem/zip/detail/EntryReader.h>
 
+#include <FileSystem/zip/detail/Spool.h>
 #include <FileSystem/zip/detail/WinZipAes.h>
 
 #include <openssl/crypto.h>
@@ -20,41 +21,70 @@ EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& 
     zip_stat_init(&stat);
     if (zip_stat_index(archive, index, 0, &stat) != 0)
         return;
+    m_sizeKnown = (stat.valid & ZIP_STAT_SIZE) != 0;
+    m_declared = m_sizeKnown ? stat.size : 0;
     const std::size_t key = (stat.valid & ZIP_STAT_ENCRYPTION_METHOD) ? aesKeyLength(stat.encryption_method) : 0;
     const bool readable = (stat.valid & ZIP_STAT_COMP_METHOD) && (stat.valid & ZIP_STAT_COMP_SIZE) &&
                           (stat.valid & ZIP_STAT_CRC) &&
                           (stat.comp_method == ZIP_CM_STORE || stat.comp_method == ZIP_CM_DEFLATE);
     if (key == 0 || !readable) {
+        // Methods the engine cannot handle are refused here: its failing open
+        // of such an entry loses memory.
+        if (((stat.valid & ZIP_STAT_COMP_METHOD) && !zip_compression_method_supported(stat.comp_method, 0)) ||
+            ((stat.valid & ZIP_STAT_ENCRYPTION_METHOD) && !zip_encryption_method_supported(stat.encryption_method, 0)))
+            return;
         m_file = password.empty() ? zip_fopen_index(archive, index, 0)
                                   : zip_fopen_index_encrypted(archive, index, 0, password.c_str());
+        m_open = m_file != nullptr;
         return;
     }
 
     // AES entries are decrypted, verified and inflated here. Those of the AE-1
     // kind also carry a checksum; AE-2 entries (checksum 0) rely on the HMAC alone.
     m_expectedChecksum = stat.crc;
-    const std::size_t saltLength = key / 2;
-    if (password.empty() || stat.comp_size < saltLength + kAesVerifierLength + kAesAuthenticationLength)
+    m_checkChecksum = stat.crc != 0;
+    if (password.empty())
         return;
     m_file = zip_fopen_index(archive, index, ZIP_FL_ENCRYPTED);
-    if (m_file == nullptr)
+    if (m_file != nullptr)
+        m_open = startOwn(password, key, stat.comp_method == ZIP_CM_STORE, stat.comp_size);
+}
+
+EntryReader::EntryReader(const std::shared_ptr<Spool>& spool, const SpooledEntry& entry, const std::string& password)
+    : m_spool(spool), m_spoolOffset(entry.offset) {
+    m_sizeKnown = true;
+    m_declared = entry.plainSize;
+    m_expectedChecksum = entry.checksum;
+    m_checkChecksum = true;
+    if (entry.encrypted && password.empty())
         return;
-    unsigned char header[16 + kAesVerifierLength];
-    unsigned char verifier[kAesVerifierLength];
-    auto aes = std::make_unique<WinZipAes>();
-    if (!readExactly(header, saltLength + kAesVerifierLength) || !aes->start(password, header, key, verifier) ||
-        std::memcmp(verifier, header + saltLength, kAesVerifierLength) != 0) { // the wrong password
-        zip_fclose(m_file);
-        m_file = nullptr;
-        return;
+    m_open = startOwn(entry.encrypted ? password : std::string(), entry.encrypted ? 32 : 0, !entry.deflated,
+                      entry.storedSize);
+}
+
+bool EntryReader::startOwn(const std::string& password, std::size_t key, bool stored, std::uint64_t storedSize) {
+    m_own = true;
+    m_stored = stored;
+    m_remaining = storedSize;
+    if (key != 0) {
+        const std::size_t saltLength = key / 2;
+        if (storedSize < saltLength + kAesVerifierLength + kAesAuthenticationLength)
+            return false;
+        unsigned char header[16 + kAesVerifierLength];
+        unsigned char verifier[kAesVerifierLength];
+        auto aes = std::make_unique<WinZipAes>();
+        if (!readExactly(header, saltLength + kAesVerifierLength) || !aes->start(password, header, key, verifier) ||
+            std::memcmp(verifier, header + saltLength, kAesVerifierLength) != 0) // the wrong password
+            return false;
+        m_remaining = storedSize - saltLength - kAesVerifierLength - kAesAuthenticationLength;
+        m_aes = std::move(aes);
     }
-    m_remaining = stat.comp_size - saltLength - kAesVerifierLength - kAesAuthenticationLength;
-    m_aes = std::move(aes);
-    m_stored = stat.comp_method == ZIP_CM_STORE;
     if (!m_stored) {
         m_zlibOpen = inflateInit2(&m_zlib, -MAX_WBITS) == Z_OK; // raw deflate, as in zip entries
         m_input.resize(1 << 16);
+        return m_zlibOpen;
     }
+    return true;
 }
 
 EntryReader::~EntryReader() {
@@ -64,9 +94,18 @@ EntryReader::~EntryReader() {
         zip_fclose(m_file);
 }
 
+std::int64_t EntryReader::readRaw(unsigned char* data, std::size_t size) {
+    if (m_file != nullptr)
+        return zip_fread(m_file, data, size);
+    const std::int64_t got = m_spool->readAt(data, size, m_spoolOffset);
+    if (got > 0)
+        m_spoolOffset += static_cast<std::uint64_t>(got);
+    return got;
+}
+
 bool EntryReader::readExactly(unsigned char* data, std::size_t size) {
     for (std::size_t done = 0; done < size;) {
-        const zip_int64_t got = zip_fread(m_file, data + done, size - done);
+        const std::int64_t got = readRaw(data + done, size - done);
         if (got <= 0)
             return false;
         done += static_cast<std::size_t>(got);
@@ -74,30 +113,65 @@ bool EntryReader::readExactly(unsigned char* data, std::size_t size) {
     return true;
 }
 
-std::int64_t EntryReader::readDecrypted(unsigned char* data, std::uint64_t size) {
+std::int64_t EntryReader::readStored(unsigned char* data, std::uint64_t size) {
     const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_remaining));
     if (want == 0) {
         if (!m_verified) {
-            // The engine checks a checksum that such entries do not have: its
+            // The engine checks a checksum that AES entries may not have: its
             // error after the last byte is no error. The HMAC decides.
-            unsigned char stored[kAesAuthenticationLength], computed[kAesAuthenticationLength];
-            if (!readExactly(stored, sizeof stored) || !m_aes->authenticationCode(computed) ||
-                CRYPTO_memcmp(stored, computed, sizeof stored) != 0)
-                return -1;
+            if (m_aes) {
+                unsigned char stored[kAesAuthenticationLength], computed[kAesAuthenticationLength];
+                if (!readExactly(stored, sizeof stored) || !m_aes->authenticationCode(computed) ||
+                    CRYPTO_memcmp(stored, computed, sizeof stored) != 0)
+                    return -1;
+            }
             m_verified = true;
         }
         return 0;
     }
-    if (!readExactly(data, want) || !m_aes->decrypt(data, want))
+    if (!readExactly(data, want) || (m_aes && !m_aes->decrypt(data, want)))
         return -1;
     m_remaining -= want;
     return static_cast<std::int64_t>(want);
 }
 
 std::int64_t EntryReader::read(void* data, std::uint64_t size) {
-    if (m_file == nullptr)
+    if (!m_open || m_failed)
         return -1;
-    if (!m_aes)
+    if (m_ended || size == 0)
+        return 0;
+    if (m_sizeKnown)
+        size = std::min(size, m_declared - m_delivered);
+    const std::int64_t got = size == 0 ? 0 : readPiece(data, size);
+    if (got < 0 || (got == 0 && m_sizeKnown && m_delivered != m_declared)) {
+        m_failed = true; // damaged, or shorter than declared
+        return -1;
+    }
+    m_delivered += static_cast<std::uint64_t>(got);
+    if (got == 0 || (m_sizeKnown && m_delivered == m_declared)) {
+        // The last byte goes out only when the whole entry has been checked.
+        if (!verifyEnd()) {
+            m_failed = true;
+            return -1;
+        }
+        m_ended = true;
+    }
+    return got;
+}
+
+bool EntryReader::verifyEnd() {
+    unsigned char extra[64];
+    if (!m_own) {
+        // The engine checks the checksum when it meets the end of the data.
+        return zip_fread(m_file, extra, sizeof extra) == 0;
+    }
+    if (readPiece(extra, sizeof extra) != 0)
+        return false; // more data than declared
+    return m_verified && (!m_checkChecksum || m_checksum == m_expectedChecksum);
+}
+
+std::int64_t EntryReader::readPiece(void* data, std::uint64_t size) {
+    if (!m_own)
         return zip_fread(m_file, data, size);
     // In pieces that stay in the cache while they are read, authenticated,
     // decrypted, inflated and checked.
@@ -107,13 +181,9 @@ std::int64_t EntryReader::read(void* data, std::uint64_t size) {
         const std::int64_t got = readPlain(out + total, std::min<std::uint64_t>(size - total, kPieceBytes));
         if (got < 0)
             return -1;
-        if (got == 0) {
-            if (total == 0 && m_expectedChecksum != 0 && m_checksum != m_expectedChecksum)
-                return -1;
+        if (got == 0)
             break;
-        }
-        if (m_expectedChecksum != 0)
-            m_checksum = crc32(m_checksum, out + total, static_cast<uInt>(got));
+        m_checksum = crc32(m_checksum, out + total, static_cast<uInt>(got));
         total += static_cast<std::uint64_t>(got);
     }
     return static_cast<std::int64_t>(total);
@@ -121,7 +191,7 @@ std::int64_t EntryReader::read(void* data, std::uint64_t size) {
 
 std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
     if (m_stored)
-        return readDecrypted(static_cast<unsigned char*>(data), size);
+        return readStored(static_cast<unsigned char*>(data), size);
     if (!m_zlibOpen)
         return -1;
     if (m_zlibDone || size == 0)
@@ -130,7 +200,7 @@ std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
     m_zlib.avail_out = static_cast<uInt>(std::min<std::uint64_t>(size, 1u << 30));
     while (m_zlib.avail_out > 0) {
         if (m_zlib.avail_in == 0 && !m_inputEnded) {
-            const std::int64_t got = readDecrypted(m_input.data(), m_input.size());
+            const std::int64_t got = readStored(m_input.data(), m_input.size());
             if (got < 0)
                 return -1;
             if (got == 0)
@@ -143,7 +213,7 @@ std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
             m_zlibDone = true;
             // Read to the end, so that the HMAC is verified before the last bytes count.
             unsigned char rest[512];
-            for (std::int64_t got; (got = readDecrypted(rest, sizeof rest)) != 0;)
+            for (std::int64_t got; (got = readStored(rest, sizeof rest)) != 0;)
                 if (got < 0)
                     return -1;
             break;
