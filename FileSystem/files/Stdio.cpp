@@ -3,8 +3,22 @@
 
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/platform/Stdio.h>
+#include <FileSystem/platform/Traits.h>
 
 namespace FileSystem {
+
+// The public names of the open flags: constants of the system this build runs on.
+namespace PosixOpenFlags {
+extern const int ReadOnly = sys::kOpenReadOnly;
+extern const int WriteOnly = sys::kOpenWriteOnly;
+extern const int ReadWrite = sys::kOpenReadWrite;
+extern const int Create = sys::kOpenCreate;
+extern const int Truncate = sys::kOpenTruncate;
+extern const int Append = sys::kOpenAppend;
+extern const int Exclusive = sys::kOpenExclusive;
+extern const int Text = sys::kOpenText;
+extern const int Binary = sys::kOpenBinary;
+} // namespace PosixOpenFlags
 
 void FileCloser::operator()(std::FILE* file) const noexcept { fcloseraw(file); }
 

@@ -1,5 +1,6 @@
 #include <FileSystem/platform/Stdio.h>
 #include <FileSystem/files/FileCloser.h>
+#include <FileSystem/platform/Traits.h>
 #include <FileSystem/platform/posix/Native.h>
 
 #include <fcntl.h>
@@ -8,8 +9,12 @@
 namespace FileSystem::sys {
 
 // Translation bits of the library, above every open flag of Linux.
-constexpr int kTextFlag = 0x10000000;
-constexpr int kBinaryFlag = 0x20000000;
+constexpr int kTextFlag = kOpenText;
+constexpr int kBinaryFlag = kOpenBinary;
+static_assert(kOpenReadOnly == O_RDONLY && kOpenWriteOnly == O_WRONLY && kOpenReadWrite == O_RDWR &&
+                  kOpenCreate == O_CREAT && kOpenExclusive == O_EXCL && kOpenTruncate == O_TRUNC &&
+                  kOpenAppend == O_APPEND,
+              "the open flags of the public interface must be the system's");
 static_assert((kTextFlag & (O_ACCMODE | O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_APPEND | O_NONBLOCK | O_DSYNC |
                             O_SYNC | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_PATH | O_TMPFILE | O_DIRECT |
                             O_NOATIME | O_ASYNC | O_LARGEFILE)) == 0 &&
@@ -74,16 +79,3 @@ bool openFileBuffer(std::filebuf& buffer, const std::string& path, std::ios::ope
 }
 
 } // namespace FileSystem::sys
-
-// The public names of the flags: constants of the system, set before any code runs.
-namespace FileSystem::PosixOpenFlags {
-extern const int ReadOnly = O_RDONLY;
-extern const int WriteOnly = O_WRONLY;
-extern const int ReadWrite = O_RDWR;
-extern const int Create = O_CREAT;
-extern const int Truncate = O_TRUNC;
-extern const int Append = O_APPEND;
-extern const int Exclusive = O_EXCL;
-extern const int Text = sys::kTextFlag;
-extern const int Binary = sys::kBinaryFlag;
-} // namespace FileSystem::PosixOpenFlags
