@@ -1,8 +1,13 @@
 // Data streams against what users would otherwise do: Base64 of 256 MiB
 // against coreutils base64, the block write of 100 million doubles against one
 // std::ostream::write, and element-by-element writes and reads for the record.
+// Streaming a whole file is measured as whole processes on both sides: the
+// tool (`base64 -d`, `xxd -r -p`) against this program started again to read
+// the same file through the library's stream in blocks of 1 MiB.
 
+#include <FileSystem/files/StreamUtilities.h>
 #include <FileSystem/streams/BinaryDataStream.h>
+#include <FileSystem/streams/BinaryDerivedDataStream.h>
 #include <FileSystem/streams/TextDataStream.h>
 #include <FileSystem/utilities/BinaryTextEncoder.h>
 
@@ -12,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <sstream>
 #include <unistd.h>
@@ -38,6 +44,11 @@ private:
     std::vector<char> m_memory;
 };
 
+constexpr std::size_t kBlock = std::size_t(1) << 20;
+
+/// This program, started again for the whole-process measurements.
+std::string g_self;
+
 struct Data {
     fs::path folder;
     std::vector<std::byte> bytes;
@@ -59,6 +70,14 @@ struct Data {
             .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
         std::ofstream((folder / "encoded.txt").string(), std::ios::binary)
             .write(encoded.data(), std::streamsize(encoded.size()));
+        // The hexadecimal file as a user writes it: through the stream, in blocks of 1 MiB.
+        {
+            FileSystem::KVofstreamBinary file((folder / "encoded.hex").string());
+            FileSystem::BinaryHexDataOStream out(file, 1, Endianness::LittleEndian);
+            for (std::size_t done = 0; done < bytes.size(); done += kBlock)
+                out.do_writeBinaryData(bytes.data() + done, std::min(kBlock, bytes.size() - done), 1,
+                                       Endianness::LittleEndian);
+        }
         doubles.resize(100'000'000);
         for (std::size_t i = 0; i < doubles.size(); ++i)
             doubles[i] = double(i) * 0.5;
@@ -124,6 +143,41 @@ void LibraryBase64DecodeFreshMemory(benchmark::State& state) {
 void ToolBase64Decode(benchmark::State& state) {
     runTool(state, "base64 -d '" + (data().folder / "encoded.txt").string() + "' > /dev/null");
 }
+
+/// Reads an encoded file through the library's stream in blocks of 1 MiB, as
+/// a program of a user does; the process of the whole-file measurements.
+/// Its exit status is 0 when exactly `expected` bytes came.
+int streamFile(const std::string& kind, const std::string& path, std::uint64_t expected) {
+    FileSystem::KVifstreamBinary file(path);
+    std::unique_ptr<FileSystem::BinaryDataIStream> in;
+    if (kind == "base64")
+        in = std::make_unique<FileSystem::BinaryBase64DataIStream>(file, 1, Endianness::LittleEndian);
+    else
+        in = std::make_unique<FileSystem::BinaryHexDataIStream>(file, 1, Endianness::LittleEndian);
+    std::vector<std::byte> block(kBlock);
+    std::uint64_t total = 0;
+    while (total < expected) {
+        const std::size_t size = std::size_t(std::min<std::uint64_t>(kBlock, expected - total));
+        if (!in->do_readBinaryData(block.data(), size, 1, Endianness::LittleEndian))
+            break;
+        benchmark::DoNotOptimize(block.data());
+        total += size;
+    }
+    return total == expected ? 0 : 1;
+}
+
+void runStreamProcess(benchmark::State& state, const std::string& kind, const std::string& file) {
+    runTool(state, "'" + g_self + "' --stream-file " + kind + " '" + (data().folder / file).string() + "' " +
+                       std::to_string(data().bytes.size()));
+}
+
+void LibraryBase64StreamFile(benchmark::State& state) { runStreamProcess(state, "base64", "encoded.txt"); }
+
+void ToolHexDecodeFile(benchmark::State& state) {
+    runTool(state, "xxd -r -p '" + (data().folder / "encoded.hex").string() + "' > /dev/null");
+}
+
+void LibraryHexStreamFile(benchmark::State& state) { runStreamProcess(state, "hex", "encoded.hex"); }
 
 void LibraryWriteBinaryData(benchmark::State& state) {
     const auto& values = data().doubles;
@@ -209,6 +263,9 @@ TIMED(LibraryBase64EncodeFreshMemory);
 TIMED(ToolBase64Decode);
 TIMED(LibraryBase64Decode);
 TIMED(LibraryBase64DecodeFreshMemory);
+TIMED(LibraryBase64StreamFile);
+TIMED(ToolHexDecodeFile);
+TIMED(LibraryHexStreamFile);
 TIMED(StdOstreamWrite);
 TIMED(LibraryWriteBinaryData);
 TIMED(BinaryElementWrites);
@@ -217,11 +274,16 @@ BENCHMARK(ElementReads<false>)->Name("BinaryElementReads")->Iterations(3)->UseRe
 BENCHMARK(ElementReads<true>)->Name("TextElementReads")->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
+    if (argc == 5 && std::string(argv[1]) == "--stream-file")
+        return streamFile(argv[2], argv[3], std::stoull(argv[4]));
+    g_self = fs::absolute(argv[0]).string();
     data();
     return runWithRatios(argc, argv,
                          {{"LibraryBase64Encode", "ToolBase64Encode"},
                           {"LibraryBase64EncodeFreshMemory", "ToolBase64Encode"},
                           {"LibraryBase64Decode", "ToolBase64Decode"},
                           {"LibraryBase64DecodeFreshMemory", "ToolBase64Decode"},
+                          {"LibraryBase64StreamFile", "ToolBase64Decode"},
+                          {"LibraryHexStreamFile", "ToolHexDecodeFile"},
                           {"LibraryWriteBinaryData", "StdOstreamWrite"}});
 }

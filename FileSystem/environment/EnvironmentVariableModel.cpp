@@ -2,6 +2,7 @@
 
 #include <FileSystem/platform/Environment.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace FileSystem {
@@ -18,31 +19,55 @@ bool isNameCharacter(char c) { return isAsciiAlphanumeric(c) || c == '_'; }
 
 std::string listSeparator(OperatingSystem system) { return system == OperatingSystem::Windows ? ";" : ":"; }
 
-/// `%NAME%` references. The search resumes on the last character of a value,
-/// or on the closing '%' of a name without value.
-std::string parseWindows(std::string text, const EnvironmentVariableModelROAbstract& model) {
-    std::size_t p = text.find('%');
-    std::size_t q = p == std::string::npos ? p : text.find('%', p + 1);
-    while (p != std::string::npos && q != std::string::npos) {
-        if (const auto value = model.getOptionalEnvironmentVariable(text.substr(p + 1, q - p - 1))) {
-            text.replace(p, q - p + 1, *value);
-            if (p + value->size() == 0)
-                break; // an empty value at the start: the scan has passed the end
-            q = p + value->size() - 1;
+/// `%NAME%` references. The result is built in one pass. The scan resumes on
+/// the last character of a value (a value that ends in '%' opens the next
+/// reference), or, for an empty value, on the character before the reference;
+/// behind an unknown name it resumes on the closing '%', which then opens the
+/// next candidate. Other text of a value is not expanded again.
+std::string parseWindows(const std::string& text, const EnvironmentVariableModelROAbstract& model) {
+    std::string out;
+    out.reserve(text.size());
+    std::size_t at = 0;           // the next character of `text` to scan
+    bool lastMayOpen = false;     // whether a '%' at the end of `out` is scanned again
+    for (;;) {
+        if (lastMayOpen && !out.empty() && out.back() == '%') {
+            out.pop_back(); // it opens the reference
+        } else {
+            const std::size_t open = text.find('%', at);
+            if (open == std::string::npos)
+                break;
+            out.append(text, at, open - at);
+            at = open + 1;
         }
-        if (q >= text.size())
+        const std::size_t close = text.find('%', at);
+        if (close == std::string::npos) {
+            out += '%';
             break;
-        p = text.find('%', q);
-        q = p == std::string::npos ? p : text.find('%', p + 1);
+        }
+        const std::string name = text.substr(at, close - at);
+        if (const auto value = model.getOptionalEnvironmentVariable(name)) {
+            out += *value;
+            at = close + 1;
+            lastMayOpen = true;
+        } else {
+            out += '%';
+            out += name;
+            at = close; // the closing '%' is scanned again
+            lastMayOpen = false;
+        }
     }
-    return text;
+    out.append(text, at, std::string::npos);
+    return out;
 }
 
 /// `$NAME` and `${NAME}` references; an unset name becomes nothing. A `$` that
-/// opens no reference stays as it is and the scan goes on behind it.
-std::string parseLinux(std::string text, const EnvironmentVariableModelROAbstract& model) {
-    std::size_t p = text.find('$');
-    while (p != std::string::npos) {
+/// opens no reference stays as it is and the scan goes on behind it. The
+/// result is built in one pass; replaced text is not scanned again.
+std::string parseLinux(const std::string& text, const EnvironmentVariableModelROAbstract& model) {
+    std::string out;
+    out.reserve(text.size());
+    std::size_t at = 0; // the first character of `text` not yet in `out`
+    for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p)) {
         if (p + 1 >= text.size())
             break;
         const char c = text[p + 1];
@@ -60,19 +85,20 @@ std::string parseLinux(std::string text, const EnvironmentVariableModelROAbstrac
             if (close == std::string::npos)
                 break;
             name = text.substr(p + 2, close - p - 2);
-            for (char n : name)
-                if (!isNameCharacter(n))
-                    return text; // this and every later reference stay as written
+            if (!std::all_of(name.begin(), name.end(), isNameCharacter))
+                break; // this and every later reference stay as written
             end = close + 1;
         } else {
-            p = text.find('$', p + 1);
+            ++p;
             continue;
         }
-        const std::string value = model.getOptionalEnvironmentVariable(name).value_or(std::string());
-        text.replace(p, end - p, value);
-        p = text.find('$', p + value.size());
+        out.append(text, at, p - at);
+        if (const auto value = model.getOptionalEnvironmentVariable(name))
+            out += *value;
+        at = p = end;
     }
-    return text;
+    out.append(text, at, std::string::npos);
+    return out;
 }
 
 [[noreturn]] void throwSystemError(const char* what, int code) {
@@ -219,9 +245,10 @@ bool SystemEnvironmentVariables::setEnvironmentVariable(const std::string& name,
 
 TemporaryEnvironmentVariable::TemporaryEnvironmentVariable(const std::string& name, const std::string& value)
     : m_name(name) {
-    auto& environment = SystemEnvironmentVariables::instance();
-    m_previousValue = environment.getEnvironmentVariable(name, "");
-    environment.setEnvironmentVariable(name, value, false);
+    // The variable itself: the live model's lookup would answer an unset
+    // "KV_X" with the value of "X" and so set "KV_X" at the end.
+    m_previousValue = sys::environmentVariable(name);
+    SystemEnvironmentVariables::instance().setEnvironmentVariable(name, value, false);
 }
 
 TemporaryEnvironmentVariable::TemporaryEnvironmentVariable(TemporaryEnvironmentVariable&& other) noexcept
@@ -238,10 +265,15 @@ TemporaryEnvironmentVariable& TemporaryEnvironmentVariable::operator=(TemporaryE
 TemporaryEnvironmentVariable::~TemporaryEnvironmentVariable() {
     if (m_name.empty())
         return;
+    // An earlier empty value is put back as it was (the live model's setter
+    // would remove the variable instead). Failures leave the variable as it is.
     try {
-        SystemEnvironmentVariables::instance().setEnvironmentVariable(m_name, m_previousValue, false);
+        if (m_previousValue)
+            sys::setEnvironmentVariable(m_name, *m_previousValue);
+        else
+            sys::unsetEnvironmentVariable(m_name);
     } catch (...) {
-        // A destructor must not throw; the variable stays as it is.
+        // A destructor must not throw.
     }
 }
 

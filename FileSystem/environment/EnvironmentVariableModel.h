@@ -311,7 +311,9 @@ private:
 };
 
 /// Sets a variable of the live environment for the length of a scope and puts
-/// the earlier value back at its end (an earlier empty value removes it).
+/// the variable back as it was at its end: an unset variable is removed again,
+/// a set one gets its exact earlier value. Only the variable itself is looked
+/// at, never the "KV_" fallback.
 class TemporaryEnvironmentVariable {
 public:
     TemporaryEnvironmentVariable(const std::string& name, const std::string& value);
@@ -324,7 +326,7 @@ public:
 
 private:
     std::string m_name;
-    std::string m_previousValue;
+    std::optional<std::string> m_previousValue; ///< empty when the variable was not set
 };
 
 /// Replaces references to variables of `model` in `text`. Windows form: `%NAME%`

@@ -255,9 +255,10 @@ bool Path::isExtension(const std::string& path, const std::string& ext) { return
 
 const std::string& Path::stripExtension() {
     stripTrailingSlash();
-    // The length of the lower-cased extension is cut, as the name promises
-    // "strip what getExtension(true) reports".
-    const std::size_t length = getExtension(true).size();
+    // The extension as it stands is cut: lower-casing can change the byte
+    // length of a character (the Kelvin sign becomes 'k'), and cutting by the
+    // lower-cased length would split a character.
+    const std::size_t length = getExtension(false).size();
     m_path.resize(m_path.size() - std::min(length, m_path.size()));
     return m_path;
 }

@@ -183,11 +183,13 @@ bool BinaryDataIStream::do_readBinaryData(std::byte* data, std::uint64_t count, 
     }
     if (order == own)
         return do_rawRead(data, count * elementSize);
-    std::vector<std::byte> element(static_cast<std::size_t>(elementSize));
+    // Each element is read in place and turned round there: no memory is
+    // taken for an element size that the input may not even hold.
     for (std::uint64_t i = 0; i < count; ++i) {
-        if (!do_rawRead(element.data(), elementSize))
+        std::byte* element = data + i * elementSize;
+        if (!do_rawRead(element, elementSize))
             return false;
-        std::reverse_copy(element.begin(), element.end(), data + i * elementSize);
+        std::reverse(element, element + elementSize);
     }
     return !failedOrBad(*m_stream);
 }

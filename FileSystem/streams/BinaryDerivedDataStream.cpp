@@ -1,16 +1,16 @@
 #include <FileSystem/streams/BinaryDerivedDataStream.h>
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 namespace FileSystem {
 
 namespace {
 
-/// Characters are read in pieces of this many, so that memory follows the input.
-constexpr std::uint64_t kReadPiece = 1 << 16;
-
 bool isClassicSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+
+constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
 
 } // namespace
 
@@ -18,22 +18,56 @@ bool isClassicSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == 
 
 bool BinaryDerivedDataIStream::ignoreCharacter(char c) { return isClassicSpace(c); }
 
+std::uint64_t BinaryDerivedDataIStream::keepEncoded(char* data, std::uint64_t size) {
+    if (!m_ignoredKnown) {
+        for (unsigned c = 0; c < 256; ++c) {
+            m_ignored[c] = ignoreCharacter(static_cast<char>(c));
+            if (m_ignored[c])
+                m_ignoredBelow = c + 1;
+        }
+        m_ignoredKnown = true;
+    }
+    if (m_ignoredBelow == 0)
+        return size;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+    std::uint64_t i = 0;
+    // Encoded text seldom holds ignored characters: blocks without a byte in
+    // their range are passed over whole.
+    while (i + 32 <= size) {
+        unsigned below = 0;
+        for (std::uint64_t j = 0; j < 32; ++j)
+            below |= bytes[i + j] < m_ignoredBelow ? 1u : 0u;
+        if (below != 0)
+            break;
+        i += 32;
+    }
+    while (i < size && !m_ignored[bytes[i]])
+        ++i;
+    std::uint64_t kept = i;
+    for (; i < size; ++i)
+        if (!m_ignored[bytes[i]])
+            data[kept++] = data[i];
+    return kept;
+}
+
 bool BinaryDerivedDataIStream::do_rawRead(char* data, std::uint64_t size) {
     if (data == nullptr)
         return false;
-    std::uint64_t have = 0;
-    while (have < size) {
+    // Read, keep what is not ignored, then read again for what was dropped.
+    for (std::uint64_t have = 0; have < size;) {
         if (!BinaryDataIStream::do_rawRead(data + have, size - have))
             return false;
-        // Keep what is not ignored, then read again for what was dropped.
-        const std::uint64_t end = size;
-        std::uint64_t kept = have;
-        for (std::uint64_t i = have; i < end; ++i)
-            if (!ignoreCharacter(data[i]))
-                data[kept++] = data[i];
-        have = kept;
+        have += keepEncoded(data + have, size - have);
     }
     return true;
+}
+
+std::span<const char> BinaryDerivedDataIStream::readPiece(std::size_t size) {
+    if (m_piece.size() < size)
+        m_piece.resize(size);
+    if (!BinaryDerivedDataIStream::do_rawRead(m_piece.data(), size))
+        return {};
+    return {m_piece.data(), size};
 }
 
 int BinaryDerivedDataIStream::do_rawPeek() { throw std::logic_error("Not implmented"); }
@@ -50,21 +84,31 @@ bool BinaryHexDataOStream::do_rawWrite(const char* data, std::uint64_t size) {
 
 bool BinaryHexDataIStream::do_rawRead(char* data, std::uint64_t size) {
     if (data == nullptr)
-        return true;
-    std::vector<std::byte> bytes;
-    std::string text;
-    for (std::uint64_t remaining = size * 2; remaining > 0;) {
-        text.resize(static_cast<std::size_t>(std::min(remaining, kReadPiece)));
-        if (!BinaryDerivedDataIStream::do_rawRead(text.data(), text.size()))
-            return true; // the failure shows in good()
-        const auto decoded = m_encoder.decode(text);
-        if (!decoded)
-            return true;
-        bytes.insert(bytes.end(), decoded->begin(), decoded->end());
-        remaining -= text.size();
+        return false;
+    if (size > kMax / 2) { // more than any input can hold
+        stream().setstate(std::ios::failbit);
+        return false;
     }
-    std::copy_n(bytes.begin(), std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(size)),
-                reinterpret_cast<std::byte*>(data));
+    auto* out = reinterpret_cast<std::byte*>(data);
+    Utilities::BinaryTextEncoderHex::Decoder decoder;
+    std::uint64_t written = 0;
+    for (std::uint64_t remaining = size * 2; remaining > 0;) {
+        const auto piece = readPiece(static_cast<std::size_t>(std::min<std::uint64_t>(remaining, s_pieceSize)));
+        if (piece.empty())
+            return false;
+        remaining -= piece.size();
+        // No more than 2 times `size` digits are read, so the bytes fit.
+        const auto count = decoder.feed(piece, out + written);
+        if (!count) {
+            stream().setstate(std::ios::failbit);
+            return false;
+        }
+        written += *count;
+    }
+    if (written < size) { // white space that the decoder skipped but the stream did not
+        stream().setstate(std::ios::failbit);
+        return false;
+    }
     return true;
 }
 
@@ -150,34 +194,58 @@ bool BinaryBase64DataIStream::do_rawRead(char* data, std::uint64_t size) {
     if (data == nullptr)
         return false;
     auto* out = reinterpret_cast<std::byte*>(data);
-    if (m_leftover.size() >= size) {
+    const std::size_t held = m_leftover.size();
+    if (held >= size) {
         std::copy_n(m_leftover.begin(), size, out);
         m_leftover.erase(m_leftover.begin(), m_leftover.begin() + static_cast<std::ptrdiff_t>(size));
         return true;
     }
-    const std::uint64_t need = (size - m_leftover.size() + 2) / 3 * 4;
-    std::vector<std::byte> decoded;
-    Utilities::BinaryTextEncoderBase64::Decoder decoder;
-    std::string text;
-    for (std::uint64_t remaining = need; remaining > 0;) {
-        text.resize(static_cast<std::size_t>(std::min(remaining, kReadPiece)));
-        if (!BinaryDerivedDataIStream::do_rawRead(text.data(), text.size()))
-            return false;
-        if (!decoder.feed(text, decoded))
-            return false;
-        remaining -= text.size();
+    const std::uint64_t missing = size - held;
+    if (missing > kMax / 4 * 3 - 3) { // more than any input can hold
+        stream().setstate(std::ios::failbit);
+        return false;
     }
-    decoder.finish(decoded);
-    if (size > m_leftover.size() + decoded.size()) {
+    // Whole groups of four characters, enough for the missing bytes. All
+    // pieces but the last decode straight into `data`: they hold at least one
+    // group less than the read, so their bytes fit. The last piece decodes
+    // aside, and what it gives beyond the read waits for the next one.
+    std::copy(m_leftover.begin(), m_leftover.end(), out);
+    std::byte* const target = out + held;
+    Utilities::BinaryTextEncoderBase64::Decoder decoder;
+    std::uint64_t written = 0;
+    std::size_t last = 0;
+    for (std::uint64_t remaining = (missing + 2) / 3 * 4; remaining > 0;) {
+        const auto piece = readPiece(static_cast<std::size_t>(std::min<std::uint64_t>(remaining, s_pieceSize)));
+        if (piece.empty())
+            return false;
+        remaining -= piece.size();
+        std::optional<std::size_t> count;
+        if (remaining > 0) {
+            count = decoder.feed(piece, target + written);
+        } else {
+            const std::size_t room = decoder.maxOutput(piece.size()) + 2;
+            if (m_lastPiece.size() < room)
+                m_lastPiece.resize(room);
+            count = decoder.feed(piece, m_lastPiece.data());
+            if (count)
+                last = *count + decoder.finish(m_lastPiece.data() + *count);
+        }
+        if (!count) {
+            stream().setstate(std::ios::failbit);
+            return false;
+        }
+        if (remaining > 0)
+            written += *count;
+    }
+    if (written + last < missing) { // padding took the place of digits
         m_leftover.clear();
         stream().setstate(std::ios::failbit);
         return false;
     }
-    const std::size_t fromLeftover = m_leftover.size();
-    std::copy(m_leftover.begin(), m_leftover.end(), out);
-    const std::size_t fromDecoded = static_cast<std::size_t>(size) - fromLeftover;
-    std::copy_n(decoded.begin(), fromDecoded, out + fromLeftover);
-    m_leftover.assign(decoded.begin() + static_cast<std::ptrdiff_t>(fromDecoded), decoded.end());
+    const std::size_t fromLast = static_cast<std::size_t>(missing - written);
+    std::copy_n(m_lastPiece.begin(), fromLast, target + written);
+    m_leftover.assign(m_lastPiece.begin() + static_cast<std::ptrdiff_t>(fromLast),
+                      m_lastPiece.begin() + static_cast<std::ptrdiff_t>(last));
     return true;
 }
 

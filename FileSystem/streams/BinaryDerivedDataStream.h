@@ -6,6 +6,8 @@
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/utilities/BinaryTextEncoder.h>
 
+#include <array>
+#include <span>
 #include <vector>
 
 namespace FileSystem {
@@ -32,7 +34,27 @@ public:
     int do_rawPeek() override;
 
 protected:
+    /// Whether a character is dropped between the encoded ones. It is asked
+    /// once for each of the 256 byte values, at the first read, so its answer
+    /// must depend on the character alone.
     virtual bool ignoreCharacter(char c);
+
+    /// Encoded text is read in pieces of at most this many characters, so that
+    /// the memory a read takes follows the input, not the length it is asked for.
+    static constexpr std::size_t s_pieceSize = std::size_t(1) << 16;
+    /// The next `size` (at most s_pieceSize) characters that are not ignored,
+    /// in a buffer of the stream's that is used again by every read; an empty
+    /// view when the read fails.
+    std::span<const char> readPiece(std::size_t size);
+
+private:
+    /// The characters of `data` that are not ignored, moved to its front: their count.
+    std::uint64_t keepEncoded(char* data, std::uint64_t size);
+
+    std::vector<char> m_piece;
+    std::array<bool, 256> m_ignored{};
+    unsigned m_ignoredBelow = 0; ///< every ignored byte value is below this
+    bool m_ignoredKnown = false;
 };
 
 /// Every raw byte as two upper-case hexadecimal digits.
@@ -53,7 +75,9 @@ public:
     using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
     using BinaryDataIStream::do_rawRead;
     DataStreamType dataStreamType() override { return DataStreamType::BinaryHex; }
-    /// Always true: a read or decoding failure shows only in `good()`.
+    /// Reads 2 times `size` digits and decodes them into `data`. False, with
+    /// the stream failed, when the input ends first or holds a character that
+    /// is no digit; false for a null pointer.
     bool do_rawRead(char* data, std::uint64_t size) override;
 
 private:
@@ -92,6 +116,10 @@ public:
     using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
     using BinaryDataIStream::do_rawRead;
     DataStreamType dataStreamType() override { return DataStreamType::BinaryBase64; }
+    /// Hands out the bytes decoded before, then decodes the groups of four
+    /// characters that the rest needs; what the last group gives beyond that
+    /// waits for the next read. False, with the stream failed, when the input
+    /// ends first or holds a character not of the alphabet; false for a null pointer.
     bool do_rawRead(char* data, std::uint64_t size) override;
 
 protected:
@@ -100,6 +128,7 @@ protected:
 
 private:
     std::vector<std::byte> m_leftover;
+    std::vector<std::byte> m_lastPiece; ///< the bytes of a read's last piece, its memory used again
     Utilities::BinaryTextEncoderBase64 m_encoder{true};
 };
 

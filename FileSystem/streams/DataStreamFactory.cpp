@@ -5,6 +5,7 @@
 #include <FileSystem/streams/TextDataStream.h>
 #include <FileSystem/utilities/StreamResetter.h>
 
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 
@@ -62,6 +63,18 @@ std::optional<std::string> readHeaderLine(std::istream& stream) {
     if (tooLong)
         return std::nullopt;
     return line;
+}
+
+/// Reads one number field of the header line with operator>>, so that a field
+/// that is missing or no number leaves 0 and fails the fields behind it. False
+/// for a number that does not fit 64 bits: a negative one, or one that
+/// overflows (which the operator would turn into the largest value).
+bool readNumberField(std::istream& fields, std::uint64_t& value) {
+    fields >> std::ws;
+    if (fields.peek() == '-')
+        return false;
+    fields >> value;
+    return !(fields.fail() && value == std::numeric_limits<std::uint64_t>::max());
 }
 
 } // namespace
@@ -127,6 +140,9 @@ DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type, const 
 
 DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
                                        const std::uint64_t& version, std::istream& stream, Endianness endianness) {
+    // A format newer than this library's cannot be read as if it were known.
+    if (version > DataStreamBase::latestVersion())
+        return DataIStreamContainer();
     switch (type) {
     case DataStreamType::Text:
         return DataIStreamContainer(std::make_unique<TextDataIStream>(stream, fileVersion, version,
@@ -163,7 +179,8 @@ DataIStreamContainer createDataIStreamFromHeaderLine(std::istream& stream) {
         std::string word;
         fields >> word;
         type = dataStreamTypeFromString(word);
-        fields >> version >> fileVersion; // a number that cannot be read leaves 0
+        if (!readNumberField(fields, version) || !readNumberField(fields, fileVersion))
+            return DataIStreamContainer();
         if (fields.good() && type != DataStreamType::Text) {
             std::string mark;
             fields >> mark;

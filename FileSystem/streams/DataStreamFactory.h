@@ -25,7 +25,8 @@ DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type, const 
                                                      KVofstreamBinary& stream);
 
 /// An input stream of the type with the versions and byte order given; an
-/// empty container for an unknown type.
+/// empty container for an unknown type or a format version newer than
+/// DataStreamBase::latestVersion(), which this library cannot read.
 DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
                                        const std::uint64_t& version, std::istream& stream,
                                        Utilities::Endianness endianness);
@@ -34,8 +35,10 @@ DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t&
                                        Utilities::Endianness endianness);
 
 /// Reads the header line and makes the stream it describes. A line that makes
-/// no sense (also one longer than 4096 characters) gives an empty container;
-/// the line is consumed either way.
+/// no sense (also one longer than 4096 characters, one with a number that does
+/// not fit 64 bits, or one that names a newer format) gives an empty container;
+/// the line is consumed either way. A number field that is missing or no number
+/// counts as 0.
 DataIStreamContainer createDataIStreamFromHeaderLine(std::istream& stream);
 DataIStreamContainer createDataIStreamFromHeaderLine(KVifstreamBinary& stream);
 

@@ -400,7 +400,13 @@ bool TextDataIStream::do_readInteger(T* data, std::uint64_t count) {
         GetValue<T> value{};
         facet.get(std::istreambuf_iterator<char>(*m_stream), std::istreambuf_iterator<char>(), *m_stream, error,
                   value);
-        // The facet's verdict is dropped: a bad token shows at the separator.
+        // A failure with the value 0 means that no digits were converted: a sign
+        // alone ("-", "+") is no number. Otherwise the facet's verdict is
+        // dropped: out of range is clamped, and a bad token shows at the separator.
+        if ((error & std::ios::failbit) && value == 0) {
+            m_stream->setstate(std::ios::failbit);
+            return false;
+        }
         data[i] = clampTo<T>(value);
         if (!readSeparator())
             return false;
@@ -490,23 +496,35 @@ bool TextDataIStream::do_readFloating(T* data, std::uint64_t count, std::streams
 
 bool TextDataIStream::do_readBinaryData(std::byte* data, std::uint64_t count, std::uint64_t elementSize,
                                         Endianness order) {
-    if (order == Endianness::None) {
+    if (order == Endianness::None || elementSize > kMaxChunk) {
         failStream();
         return false;
     }
-    const Utilities::BinaryTextEncoderHex encoder(true);
-    std::string text(static_cast<std::size_t>(elementSize * 2), '\0');
+    // The digits of an element are read in pieces and decoded straight into
+    // it: no memory is taken for an element size that the input may not hold.
+    char piece[512];
     for (std::uint64_t i = 0; i < count; ++i) {
-        if (!do_rawRead(text.data(), text.size()))
-            return false;
-        auto bytes = encoder.decode(text);
-        if (!bytes || bytes->size() != elementSize) {
+        std::byte* element = data + i * elementSize;
+        Utilities::BinaryTextEncoderHex::Decoder decoder;
+        std::uint64_t written = 0;
+        for (std::uint64_t remaining = elementSize * 2; remaining > 0;) {
+            const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(remaining, sizeof piece));
+            if (!do_rawRead(piece, size))
+                return false;
+            remaining -= size;
+            const auto decoded = decoder.feed(std::span<const char>(piece, size), element + written);
+            if (!decoded) {
+                failStream();
+                return false;
+            }
+            written += *decoded;
+        }
+        if (written != elementSize) { // white space inside the token
             failStream();
             return false;
         }
         if (order == Endianness::LittleEndian)
-            std::reverse(bytes->begin(), bytes->end());
-        std::copy(bytes->begin(), bytes->end(), data + i * elementSize);
+            std::reverse(element, element + elementSize);
         if (!readSeparator())
             return false;
     }

@@ -82,24 +82,54 @@ std::optional<std::string> BinaryTextEncoderHex::encode(std::span<const std::byt
     return text;
 }
 
-std::optional<std::vector<std::byte>> BinaryTextEncoderHex::decode(std::span<const char> text) const {
-    std::vector<std::byte> bytes;
-    bytes.reserve(text.size() / 2);
-    int high = -1;
-    for (char c : text) {
-        const std::uint8_t value = kHexTable[static_cast<unsigned char>(c)];
+std::optional<std::size_t> BinaryTextEncoderHex::Decoder::feed(std::span<const char> text, std::byte* out) {
+    const auto* in = reinterpret_cast<const unsigned char*>(text.data());
+    const std::size_t size = text.size();
+    auto* write = reinterpret_cast<unsigned char*>(out);
+    std::size_t i = 0;
+    while (i < size) {
+        // Pairs of digits go straight through.
+        if (m_high < 0) {
+            while (i + 8 <= size) {
+                const std::uint8_t a = kHexTable[in[i]], b = kHexTable[in[i + 1]], c = kHexTable[in[i + 2]],
+                                   d = kHexTable[in[i + 3]], e = kHexTable[in[i + 4]], f = kHexTable[in[i + 5]],
+                                   g = kHexTable[in[i + 6]], h = kHexTable[in[i + 7]];
+                if ((a | b | c | d | e | f | g | h) & 0xF0)
+                    break;
+                write[0] = static_cast<unsigned char>(a << 4 | b);
+                write[1] = static_cast<unsigned char>(c << 4 | d);
+                write[2] = static_cast<unsigned char>(e << 4 | f);
+                write[3] = static_cast<unsigned char>(g << 4 | h);
+                write += 4;
+                i += 8;
+            }
+            if (i >= size)
+                break;
+        }
+        // White space and the pairs that it interrupts: one character at a time.
+        const std::uint8_t value = kHexTable[in[i++]];
         if (value == kSkip)
             continue;
         if (value == kInvalid)
             return std::nullopt;
-        if (high < 0) {
-            high = value;
+        if (m_high < 0) {
+            m_high = value;
         } else {
-            bytes.push_back(static_cast<std::byte>(high << 4 | value));
-            high = -1;
+            *write++ = static_cast<unsigned char>(m_high << 4 | value);
+            m_high = -1;
         }
     }
-    return bytes; // an odd last digit is dropped
+    return static_cast<std::size_t>(write - reinterpret_cast<unsigned char*>(out));
+}
+
+std::optional<std::vector<std::byte>> BinaryTextEncoderHex::decode(std::span<const char> text) const {
+    std::vector<std::byte> bytes(text.size() / 2);
+    Decoder decoder;
+    const auto written = decoder.feed(text, bytes.data());
+    if (!written)
+        return std::nullopt;
+    bytes.resize(*written); // an odd last digit is dropped
+    return bytes;
 }
 
 // ---- Base64 --------------------------------------------------------------------
@@ -145,28 +175,31 @@ bool BinaryTextEncoderBase64::encodeTo(std::span<const std::byte> data, std::str
     return true;
 }
 
-bool BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::vector<std::byte>& out) {
+std::optional<std::size_t> BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::byte* out) {
     const auto* in = reinterpret_cast<const unsigned char*>(text.data());
     const std::size_t size = text.size();
-    const std::size_t start = out.size();
-    out.resize(start + size / 4 * 3 + 3);
-    auto* const begin = reinterpret_cast<unsigned char*>(out.data());
-    unsigned char* write = begin + start;
-    bool valid = true;
+    auto* const begin = reinterpret_cast<unsigned char*>(out);
+    unsigned char* write = begin;
     for (std::size_t i = 0; i < size;) {
         // Whole groups of four digits go straight through.
         if (m_digits == 0) {
-            while (i + 4 <= size) {
+            while (i + 8 <= size) {
                 const std::uint8_t a = kBase64Table[in[i]], b = kBase64Table[in[i + 1]],
-                                   c = kBase64Table[in[i + 2]], d = kBase64Table[in[i + 3]];
-                if ((a | b | c | d) & 0xC0)
+                                   c = kBase64Table[in[i + 2]], d = kBase64Table[in[i + 3]],
+                                   e = kBase64Table[in[i + 4]], f = kBase64Table[in[i + 5]],
+                                   g = kBase64Table[in[i + 6]], h = kBase64Table[in[i + 7]];
+                if ((a | b | c | d | e | f | g | h) & 0xC0)
                     break;
                 const std::uint32_t v = std::uint32_t(a) << 18 | std::uint32_t(b) << 12 | std::uint32_t(c) << 6 | d;
+                const std::uint32_t w = std::uint32_t(e) << 18 | std::uint32_t(f) << 12 | std::uint32_t(g) << 6 | h;
                 write[0] = static_cast<unsigned char>(v >> 16);
                 write[1] = static_cast<unsigned char>(v >> 8);
                 write[2] = static_cast<unsigned char>(v);
-                write += 3;
-                i += 4;
+                write[3] = static_cast<unsigned char>(w >> 16);
+                write[4] = static_cast<unsigned char>(w >> 8);
+                write[5] = static_cast<unsigned char>(w);
+                write += 6;
+                i += 8;
             }
             if (i >= size)
                 break;
@@ -175,10 +208,8 @@ bool BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::vec
         const std::uint8_t value = kBase64Table[in[i++]];
         if (value == kSkip)
             continue;
-        if (value == kInvalid) {
-            valid = false;
-            break;
-        }
+        if (value == kInvalid)
+            return std::nullopt;
         m_bits = m_bits << 6 | value;
         if (++m_digits == 4) {
             write[0] = static_cast<unsigned char>(m_bits >> 16);
@@ -189,19 +220,34 @@ bool BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::vec
             m_digits = 0;
         }
     }
-    out.resize(static_cast<std::size_t>(write - begin));
-    return valid;
+    return static_cast<std::size_t>(write - begin);
 }
 
-void BinaryTextEncoderBase64::Decoder::finish(std::vector<std::byte>& out) {
+std::size_t BinaryTextEncoderBase64::Decoder::finish(std::byte* out) {
+    std::size_t written = 0;
     if (m_digits == 2) {
-        out.push_back(static_cast<std::byte>(m_bits >> 4));
+        out[written++] = static_cast<std::byte>(m_bits >> 4);
     } else if (m_digits == 3) {
-        out.push_back(static_cast<std::byte>(m_bits >> 10));
-        out.push_back(static_cast<std::byte>(m_bits >> 2));
+        out[written++] = static_cast<std::byte>(m_bits >> 10);
+        out[written++] = static_cast<std::byte>(m_bits >> 2);
     }
     m_bits = 0;
     m_digits = 0; // a lone digit is dropped
+    return written;
+}
+
+bool BinaryTextEncoderBase64::Decoder::feed(std::span<const char> text, std::vector<std::byte>& out) {
+    const std::size_t start = out.size();
+    out.resize(start + maxOutput(text.size()));
+    const auto written = feed(text, out.data() + start);
+    out.resize(start + written.value_or(0));
+    return written.has_value();
+}
+
+void BinaryTextEncoderBase64::Decoder::finish(std::vector<std::byte>& out) {
+    std::byte tail[2];
+    const std::size_t written = finish(tail);
+    out.insert(out.end(), tail, tail + written);
 }
 
 std::optional<std::vector<std::byte>> BinaryTextEncoderBase64::decode(std::span<const char> text) const {

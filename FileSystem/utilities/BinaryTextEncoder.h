@@ -50,6 +50,25 @@ public:
 
     /// Appends the text of the bytes to `out`.
     void encodeTo(std::span<const std::byte> data, std::string& out) const;
+
+    /// Decodes a text that arrives in pieces into memory of the caller's; a
+    /// digit whose partner is in the next piece waits for it.
+    class Decoder {
+    public:
+        /// The most bytes that `feed` of `characters` characters writes.
+        std::size_t maxOutput(std::size_t characters) const noexcept {
+            return (characters + (m_high >= 0 ? 1 : 0)) / 2;
+        }
+        /// Decodes a piece into `out`, which has room for maxOutput(text.size())
+        /// bytes: the count of bytes written, or no value at a character that is
+        /// neither a digit nor white space.
+        std::optional<std::size_t> feed(std::span<const char> text, std::byte* out);
+        /// Whether a last digit waits for its partner.
+        bool pending() const noexcept { return m_high >= 0; }
+
+    private:
+        int m_high = -1; ///< the waiting digit, or -1
+    };
 };
 
 /// The Base64 alphabets.
@@ -78,6 +97,16 @@ public:
     public:
         bool feed(std::span<const char> text, std::vector<std::byte>& out);
         void finish(std::vector<std::byte>& out);
+
+        /// The most bytes that `feed` of `characters` characters writes (whole
+        /// groups only; `finish` adds at most 2).
+        std::size_t maxOutput(std::size_t characters) const noexcept { return (m_digits + characters) / 4 * 3; }
+        /// Decodes a piece into `out`, which has room for maxOutput(text.size())
+        /// bytes: the count of bytes written, or no value at a character that is
+        /// not of the alphabet.
+        std::optional<std::size_t> feed(std::span<const char> text, std::byte* out);
+        /// Writes the bytes of an unfinished group (at most 2) and starts anew: their count.
+        std::size_t finish(std::byte* out);
 
     private:
         std::uint32_t m_bits = 0;

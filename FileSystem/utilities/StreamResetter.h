@@ -6,9 +6,10 @@
 namespace Utilities {
 
 /// Saves the format of a standard stream (flags, precision, width, locale and,
-/// for a stream with a fill character, the fill) and puts it back at the end of
-/// its scope. The saved flags are set on top of the present ones: a flag that
-/// was turned on in between stays on.
+/// for a stream with a fill character, the fill) and puts it back exactly at
+/// the end of its scope: a flag turned on in between is turned off again, so an
+/// operation that formats numbers its own way leaves the caller's stream as it
+/// found it.
 class StreamResetter {
 public:
     explicit StreamResetter(std::ios_base& stream)
@@ -29,7 +30,7 @@ public:
         }
         m_stream.precision(m_precision);
         m_stream.width(m_width);
-        m_stream.setf(m_flags);
+        m_stream.flags(m_flags);
     }
     StreamResetter(const StreamResetter&) = delete;
     StreamResetter& operator=(const StreamResetter&) = delete;

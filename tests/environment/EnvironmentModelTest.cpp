@@ -81,6 +81,26 @@ TEST(EnvironmentModel, TemporaryVariablePutsTheOldValueBack) {
     }
     EXPECT_STREQ(std::getenv("FS_TEST_TEMP"), "before");
     ::unsetenv("FS_TEST_TEMP");
+
+    // The guard saves the variable itself, not what the "KV_" fallback answers.
+    ::setenv("FS_TEST_FALL", "plain", 1);
+    ::unsetenv("KV_FS_TEST_FALL");
+    {
+        TemporaryEnvironmentVariable guard("KV_FS_TEST_FALL", "inside");
+        EXPECT_STREQ(std::getenv("KV_FS_TEST_FALL"), "inside");
+    }
+    EXPECT_EQ(std::getenv("KV_FS_TEST_FALL"), nullptr);
+    EXPECT_STREQ(std::getenv("FS_TEST_FALL"), "plain");
+    ::unsetenv("FS_TEST_FALL");
+
+    // A variable set to an empty text is set again, to exactly that.
+    ::setenv("FS_TEST_TEMP", "", 1);
+    {
+        TemporaryEnvironmentVariable guard("FS_TEST_TEMP", "inside");
+    }
+    ASSERT_NE(std::getenv("FS_TEST_TEMP"), nullptr);
+    EXPECT_STREQ(std::getenv("FS_TEST_TEMP"), "");
+    ::unsetenv("FS_TEST_TEMP");
 }
 
 TEST(EnvironmentModel, ExpansionInBothForms) {
@@ -107,6 +127,70 @@ TEST(EnvironmentModel, ExpansionInBothForms) {
     EXPECT_EQ(splitListEnvironmentVariableValue("a;", OperatingSystem::Windows), (std::list<std::string>{"a", ""}));
     EXPECT_EQ(splitListEnvironmentVariableValue("/a::/b", OperatingSystem::Linux),
               (std::list<std::string>{"/a", "", "/b"}));
+}
+
+namespace {
+
+/// The Windows form as one edits the text in place: look for the next '%'
+/// from the resume position, replace, resume on the value's last character
+/// (for an empty value, on the character before it).
+std::string windowsInPlace(std::string text, const EnvironmentVariableModel& model) {
+    std::size_t from = 0;
+    for (;;) {
+        const std::size_t p = text.find('%', from);
+        const std::size_t q = p == std::string::npos ? p : text.find('%', p + 1);
+        if (q == std::string::npos)
+            return text;
+        const auto value = model.getOptionalEnvironmentVariable(text.substr(p + 1, q - p - 1));
+        if (!value) {
+            from = q;
+            continue;
+        }
+        text.replace(p, q - p + 1, *value);
+        from = value->empty() ? (p == 0 ? 0 : p - 1) : p + value->size() - 1;
+    }
+}
+
+} // namespace
+
+TEST(EnvironmentModel, ExpansionEdgesAndLargeTexts) {
+    const EnvironmentVariableModel model({{"E", ""}, {"H", "h"}, {"P", "%"}, {"Q", "q%"}, {"", "blank"}},
+                                         OperatingSystem::Windows);
+    // An empty value at the very start does not end the scan.
+    EXPECT_EQ(parse("%E%%H%", model, OperatingSystem::Windows), "h");
+    EXPECT_EQ(parse("%E%", model, OperatingSystem::Windows), "");
+    EXPECT_EQ(parse("%E%%E%x%H%", model, OperatingSystem::Windows), "xh");
+    EXPECT_EQ(parse("%E%%", model, OperatingSystem::Windows), "%");
+
+    // Every text over a small alphabet expands as the in-place edit does.
+    const std::string alphabet = "%EHPQx";
+    for (std::size_t length = 0; length <= 6; ++length) {
+        std::vector<std::size_t> digits(length, 0);
+        for (;;) {
+            std::string text;
+            for (std::size_t d : digits)
+                text += alphabet[d];
+            ASSERT_EQ(parse(text, model, OperatingSystem::Windows), windowsInPlace(text, model)) << text;
+            std::size_t i = 0;
+            while (i < length && ++digits[i] == alphabet.size())
+                digits[i++] = 0;
+            if (i == length)
+                break;
+        }
+    }
+
+    // 200,000 references of each form, mixed with unknown names and plain text.
+    constexpr int kCount = 200000;
+    std::string windows, windowsExpected, linux, linuxExpected;
+    for (int i = 0; i < kCount; ++i) {
+        windows += i % 3 == 0 ? "%NOPE%," : "%H%%E%,";
+        windowsExpected += i % 3 == 0 ? "%NOPE%," : "h,";
+        linux += i % 2 == 0 ? "${H}$NOPE/" : "$H.";
+        linuxExpected += i % 2 == 0 ? "h/" : "h.";
+    }
+    EXPECT_EQ(parse(windows, model, OperatingSystem::Windows), windowsExpected);
+    const EnvironmentVariableModel linuxModel({{"H", "h"}}, OperatingSystem::Linux);
+    EXPECT_EQ(parse(linux, linuxModel, OperatingSystem::Linux), linuxExpected);
 }
 
 TEST(EnvironmentModel, PersistentFileLines) {

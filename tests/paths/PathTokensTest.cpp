@@ -163,6 +163,20 @@ TEST(PathTokens, DuplicationNameFindsAFreeName) {
     EXPECT_EQ(Path::getDuplicationName(dir / "Report.TXT"), dir / "Report (2).txt");
 }
 
+TEST(PathTokens, ExtensionsThatLowerCasingShortens) {
+    // The Kelvin sign (3 bytes) lower-cases to 'k' and the dotted capital I (2
+    // bytes) to 'i': the name must be cut where the extension begins.
+    const std::string kelvin = "\xE2\x84\xAA", dottedI = "\xC4\xB0";
+    ASSERT_EQ(Path::getExtension("a." + kelvin, true), ".k");
+    EXPECT_EQ(Path::stripExtension("dir/a." + kelvin), "dir/a");
+    EXPECT_EQ(Path::stripExtension("dir/a.x" + dottedI + kelvin + "/"), "dir/a");
+    EXPECT_EQ(Path::getBaseFileName("dir/model." + dottedI + "N"), "model");
+
+    TestSupport::TempDir dir;
+    dir.write("Report." + kelvin);
+    EXPECT_EQ(Path::getDuplicationName(dir / ("Report." + kelvin)), dir / "Report (1).k");
+}
+
 TEST(PathTokens, AnyTextIsAccepted) {
     // Every operation takes arbitrary bytes, including NUL and broken UTF-8.
     const std::string odd[] = {std::string("a\0b/c", 5), "\xFF\xFE/\xC3", std::string(70000, '/'),

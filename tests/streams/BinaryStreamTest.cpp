@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <vector>
 
 using namespace FileSystem;
 using Utilities::Endianness;
@@ -126,14 +127,122 @@ TEST(BinaryStreams, HexadecimalForm) {
     EXPECT_EQ(value, 1);
     EXPECT_THROW(in.do_rawPeek(), std::logic_error);
     int past[2] = {};
-    EXPECT_TRUE(in.do_read(past, 2)); // the read itself reports nothing ...
-    EXPECT_FALSE(in.good());          // ... the stream does
+    EXPECT_TRUE(in.do_read(past, 1)); // 2a000000
+    EXPECT_FALSE(in.do_read(past + 1, 1));
+    EXPECT_FALSE(in.good());
 
+    // Text that is no hexadecimal fails the read and the stream.
     std::stringstream bad("0000zz01");
     BinaryHexDataIStream badIn(bad, 1, Endianness::BigEndian);
     value = 7;
-    EXPECT_TRUE(badIn.do_read(&value, 1));
-    EXPECT_EQ(value, 7); // not decoded: nothing copied
+    EXPECT_FALSE(badIn.do_read(&value, 1));
+    EXPECT_EQ(value, 7);
+    EXPECT_FALSE(badIn.good());
+    EXPECT_TRUE(badIn.rollbackLastTransaction());
+}
+
+namespace {
+
+/// A length claim, then three values: a reader that stops at the first failed
+/// read must stop after those three, whatever the claim.
+template <class Out, class In>
+void claimBeyondTheInput(Endianness order) {
+    std::stringstream buffer;
+    {
+        Out out(buffer, 1, order);
+        const unsigned claim = 1u << 31;
+        const int values[3] = {1, 2, 3};
+        out.do_write(&claim, 1);
+        out.do_write(values, 3);
+    }
+    In in(buffer, 1, order);
+    unsigned claim = 0;
+    ASSERT_TRUE(in.do_read(&claim, 1));
+    std::vector<int> values;
+    for (unsigned i = 0; i < claim && values.size() < 10; ++i) {
+        int value = 0;
+        if (!in.do_read(&value, 1))
+            break;
+        values.push_back(value);
+    }
+    EXPECT_EQ(values, (std::vector<int>{1, 2, 3}));
+    EXPECT_FALSE(in.good());
+}
+
+/// Bytes whose every block of three differs, so that a misplaced piece shows.
+std::string pattern(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 7919) >> 3);
+    return bytes;
+}
+
+/// The encoded text with a line end behind every `width` characters.
+std::string wrapped(const std::string& text, std::size_t width) {
+    std::string lines;
+    for (std::size_t i = 0; i < text.size(); i += width)
+        lines += text.substr(i, width) + "\n";
+    return lines;
+}
+
+template <class Out, class In>
+void longTextInBlocks(std::size_t width) {
+    const std::string bytes = pattern(300007);
+    std::stringstream encoded;
+    {
+        Out out(encoded, 1, Endianness::LittleEndian);
+        ASSERT_TRUE(out.do_writeBinaryData(reinterpret_cast<const std::byte*>(bytes.data()), bytes.size(), 1,
+                                           Endianness::LittleEndian));
+    }
+    std::stringstream lines(wrapped(encoded.str(), width));
+    In in(lines, 1, Endianness::LittleEndian);
+    std::string back(bytes.size(), '\0');
+    // Blocks of odd sizes, some far larger than a piece of encoded text.
+    std::size_t done = 0;
+    for (std::size_t block : {1u, 2u, 65537u, 100000u, 5u}) {
+        ASSERT_TRUE(in.do_rawRead(back.data() + done, block));
+        done += block;
+    }
+    ASSERT_TRUE(in.do_rawRead(back.data() + done, bytes.size() - done));
+    EXPECT_EQ(back, bytes);
+    char more = 0;
+    EXPECT_FALSE(in.do_rawRead(&more, 1));
+}
+
+} // namespace
+
+TEST(BinaryStreams, ReadsStopWhereTheInputEnds) {
+    for (Endianness order : {Endianness::LittleEndian, Endianness::BigEndian}) {
+        SCOPED_TRACE(int(order));
+        claimBeyondTheInput<BinaryDataOStream, BinaryDataIStream>(order);
+        claimBeyondTheInput<BinaryHexDataOStream, BinaryHexDataIStream>(order);
+        claimBeyondTheInput<BinaryBase64DataOStream, BinaryBase64DataIStream>(order);
+    }
+
+    // A claim far beyond the input fails once the input is used up, and takes
+    // no memory for the part that never comes.
+    std::stringstream hexText("0102 0304");
+    BinaryHexDataIStream hex(hexText, 1, Endianness::LittleEndian);
+    char four[16] = {};
+    EXPECT_FALSE(hex.do_rawRead(four, std::uint64_t(1) << 40));
+    EXPECT_FALSE(hex.good());
+    std::stringstream base64Text("AQIDBA==");
+    BinaryBase64DataIStream base64(base64Text, 1, Endianness::LittleEndian);
+    EXPECT_FALSE(base64.do_rawRead(four, ~std::uint64_t(0)));
+    EXPECT_FALSE(base64.good());
+    std::stringstream raw("12345678");
+    BinaryDataIStream binary(raw, 1, Endianness::LittleEndian);
+    EXPECT_FALSE(binary.do_readBinaryData(reinterpret_cast<std::byte*>(four), 1, std::uint64_t(1) << 40,
+                                          Endianness::BigEndian));
+    EXPECT_EQ(std::string(four, 8), "12345678");
+}
+
+TEST(BinaryStreams, LongEncodedTextsReadInBlocks) {
+    for (std::size_t width : {std::size_t(76), std::size_t(1) << 30}) {
+        SCOPED_TRACE(width);
+        longTextInBlocks<BinaryHexDataOStream, BinaryHexDataIStream>(width);
+        longTextInBlocks<BinaryBase64DataOStream, BinaryBase64DataIStream>(width);
+    }
 }
 
 TEST(BinaryStreams, Base64PendingBytesAndGroups) {
@@ -185,6 +294,7 @@ TEST(BinaryStreams, Base64PendingBytesAndGroups) {
     std::stringstream invalid("AQ*AAA==");
     BinaryBase64DataIStream invalidIn(invalid, 1, Endianness::LittleEndian);
     EXPECT_FALSE(invalidIn.do_read(&value, 1));
+    EXPECT_FALSE(invalidIn.good());
 }
 
 TEST(Encoders, HexadecimalAndBase64) {
@@ -223,21 +333,25 @@ TEST(Encoders, HexadecimalAndBase64) {
     EXPECT_FALSE(padded.decode(std::string_view("Zm9\x80")));
 }
 
-TEST(Encoders, StreamResetterKeepsFlagsThatWereTurnedOn) {
+TEST(Encoders, StreamResetterPutsTheFormatBackExactly) {
     std::ostringstream stream;
     stream.setf(std::ios::hex, std::ios::basefield);
     stream.precision(3);
+    stream.width(5);
     stream.fill('*');
+    const auto flags = stream.flags();
     {
         Utilities::StreamResetter resetter(stream);
         stream.setf(std::ios::dec, std::ios::basefield);
         stream.setf(std::ios::showpos);
+        stream.setf(std::ios::scientific, std::ios::floatfield);
         stream.precision(12);
+        stream.width(0);
         stream.fill('#');
         stream.imbue(std::locale::classic());
     }
+    EXPECT_EQ(stream.flags(), flags); // turned-on flags are off again
     EXPECT_EQ(stream.precision(), 3);
+    EXPECT_EQ(stream.width(), 5);
     EXPECT_EQ(stream.fill(), '*');
-    EXPECT_TRUE(stream.flags() & std::ios::hex);
-    EXPECT_TRUE(stream.flags() & std::ios::showpos); // set on top, not replaced
 }

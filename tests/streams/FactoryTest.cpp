@@ -63,9 +63,23 @@ TEST(DataStreamFactory, ReadingHeaderLines) {
     EXPECT_EQ(binary(fromHeader("TQBS 1 7\n", s))->getEndianness(), Endianness::LittleEndian);
     EXPECT_EQ(binary(fromHeader("TQBS 1 7 B\n", s))->getEndianness(), Endianness::BigEndian);
     EXPECT_EQ(binary(fromHeader("TQBS 1 7 L\n", s))->getEndianness(), Endianness::LittleEndian);
-    EXPECT_EQ(binary(fromHeader("  TQB64S   9   3   B  \r\n", s))->getEndianness(), Endianness::BigEndian);
-    EXPECT_EQ(fromHeader("TQBS 5 x\n", s).getVersion(), 5u); // a number that cannot be read is 0
-    EXPECT_EQ(fromHeader("TQBS 5 x\n", s).getFileVersion(), 0u);
+    EXPECT_EQ(binary(fromHeader("  TQB64S   1   3   B  \r\n", s))->getEndianness(), Endianness::BigEndian);
+    EXPECT_EQ(fromHeader("TQBS 1 x\n", s).getVersion(), 1u); // a number that cannot be read is 0
+    EXPECT_EQ(fromHeader("TQBS 1 x\n", s).getFileVersion(), 0u);
+    EXPECT_EQ(fromHeader("TQBS 0 18446744073709551615\n", s).getFileVersion(), 18446744073709551615u);
+
+    // A newer format than this library reads, or a number beyond 64 bits, opens nothing.
+    for (const char* line : {"TQBS 7 1 ?\n", "TQTS 2 1\n", "TQBS 18446744073709551616 1\n", "TQBS 1 18446744073709551616\n",
+                             "TQBS 1 -1\n", "TQBS -1 1\n"}) {
+        SCOPED_TRACE(line);
+        std::istringstream source(std::string(line) + "AAAA");
+        EXPECT_FALSE(createDataIStreamFromHeaderLine(source).get());
+        EXPECT_EQ(source.tellg(), std::streampos(std::string(line).size())); // the line is consumed
+    }
+    std::istringstream newer("1 ");
+    EXPECT_FALSE(createDataIStream(DataStreamType::Text, 1, DataStreamBase::latestVersion() + 1, newer,
+                                   Endianness::LittleEndian)
+                     .get());
 
     std::istringstream crlf("TQTS 1 3\r\n42 ");
     DataIStreamContainer text = createDataIStreamFromHeaderLine(crlf);

@@ -152,6 +152,67 @@ TEST(TextStreams, NonFiniteWordsAndBadNumbers) {
     EXPECT_EQ(std::bit_cast<std::uint32_t>(back), std::bit_cast<std::uint32_t>(f));
 }
 
+TEST(TextStreams, ASignAloneIsNoNumber) {
+    for (const char* text : {"- 5 ", "+ 5 ", "-"}) {
+        SCOPED_TRACE(text);
+        for (bool formatted : {false, true}) {
+            std::istringstream source(text);
+            auto in = reader(source, formatted);
+            int value = 42;
+            EXPECT_FALSE(in.do_read(&value, 1));
+            EXPECT_EQ(value, 42);
+            EXPECT_FALSE(in.good());
+            std::istringstream again(text);
+            auto narrow = reader(again, formatted);
+            signed char tiny = 42;
+            EXPECT_FALSE(narrow.do_readFixed(&tiny, 1)); // parsed through long
+            unsigned long long huge = 42;
+            std::istringstream wide(text);
+            EXPECT_FALSE(reader(wide, formatted).do_readFixed(&huge, 1));
+        }
+    }
+    std::istringstream signs("-5 +5 -0 ");
+    auto in = reader(signs);
+    int values[3] = {};
+    EXPECT_TRUE(in.do_read(values, 3));
+    EXPECT_EQ(values[0], -5);
+    EXPECT_EQ(values[1], 5);
+    EXPECT_EQ(values[2], 0);
+}
+
+TEST(TextStreams, HexadecimalBlocks) {
+    std::istringstream source("0102 A0B0 C0D0 0g ");
+    auto in = reader(source);
+    std::byte pair[2], four[4], bad[1];
+    EXPECT_TRUE(in.do_readBinaryData(pair, 1, 2, Utilities::Endianness::LittleEndian));
+    EXPECT_EQ(std::to_integer<int>(pair[0]), 2); // the most significant byte comes first
+    EXPECT_TRUE(in.do_readBinaryData(four, 2, 2, Utilities::Endianness::BigEndian));
+    EXPECT_EQ(std::to_integer<int>(four[3]), 0xD0);
+    EXPECT_FALSE(in.do_readBinaryData(bad, 1, 1, Utilities::Endianness::BigEndian));
+    // An element size far beyond the input fails where the input ends.
+    std::istringstream shortInput("0102 ");
+    auto claim = reader(shortInput);
+    EXPECT_FALSE(claim.do_readBinaryData(four, 1, std::uint64_t(1) << 40, Utilities::Endianness::BigEndian));
+    EXPECT_FALSE(claim.good());
+}
+
+TEST(TextStreams, TheCallersFormatIsKept) {
+    std::ostringstream stream;
+    stream.precision(4);
+    const auto flags = stream.flags();
+    auto out = writer(stream);
+    const double d = 0.5;
+    const float f = 0.25f;
+    const int i = 17;
+    out.do_write(&d, 1);
+    out.do_write(&f, 1);
+    out.do_writeFixed(&i, 1);
+    EXPECT_EQ(stream.flags(), flags);
+    EXPECT_EQ(stream.precision(), 4);
+    stream << 0.125 << ' ' << 2.0;
+    EXPECT_EQ(stream.str(), "5.00000000000000000e-01 2.500000000e-01 17 0.125 2");
+}
+
 TEST(TextStreams, LineEndsAndTheEndOfInput) {
     int two[2] = {};
     std::istringstream unformatted("1\n2 ");
