@@ -35,6 +35,7 @@
 #include <FileSystem/utilities/BuildInfo.h>
 #include <FileSystem/utilities/Endianness.h>
 #include <FileSystem/utilities/Flags.h>
+#include <FileSystem/utilities/LastError.h>
 #include <FileSystem/utilities/OperatingSystem.h>
 #include <FileSystem/utilities/Platform.h>
 #include <FileSystem/utilities/StreamResetter.h>

@@ -80,7 +80,7 @@ void writeEntry(detail::EntryReader& data, const ZipArchive::FileInfo& info, sys
         fail("Insufficient space to extract file to " + shown + " There is " + std::to_string(space->available) +
              " B available, but " + std::to_string(info.uncompressedSize) + " B is needed.");
     if (!data.isOpen())
-        fail("Failed to open entry : " + info.name);
+        fail("Failed to open entry : " + info.name + " (" + data.problem() + ")");
 
     const std::string temporary = sys::partialName(name);
     sys::OpenFile out = folder.createFile(temporary, 0666);
@@ -98,7 +98,7 @@ void writeEntry(detail::EntryReader& data, const ZipArchive::FileInfo& info, sys
         // the whole entry before it hands out the last byte.
         const std::int64_t got = data.read(buffer.data(), buffer.size());
         if (got < 0)
-            discard("Failed to read from zip : " + info.name);
+            discard("Failed to read from zip : " + info.name + " (" + data.problem() + ")");
         if (got == 0)
             break;
         if (!out.write(buffer.data(), static_cast<std::size_t>(got)))

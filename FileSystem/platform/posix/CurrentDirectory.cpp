@@ -20,7 +20,8 @@ std::string currentDirectory() {
 }
 
 bool setCurrentDirectory(const std::string& nativePath) {
-    return posix::isUsablePath(nativePath) && ::chdir(nativePath.c_str()) == 0;
+    return posix::isUsablePath(nativePath) &&
+           posix::recorded("chdir", nativePath, [&] { return ::chdir(nativePath.c_str()); }) == 0;
 }
 
 } // namespace FileSystem::sys

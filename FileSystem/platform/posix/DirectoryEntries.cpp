@@ -13,6 +13,8 @@ std::optional<std::vector<DirectoryEntry>> readDirectory(const std::string& path
         return std::nullopt;
     DIR* dir = ::opendir(path.c_str());
     if (dir == nullptr)
+        recordError("opendir", path);
+    if (dir == nullptr)
         return std::nullopt;
     std::vector<DirectoryEntry> entries;
     while (const dirent* entry = ::readdir(dir)) {
@@ -36,11 +38,13 @@ std::optional<std::vector<DirectoryEntry>> readDirectory(const std::string& path
     return entries;
 }
 
-bool removeDirectory(const std::string& path) { return posix::isUsablePath(path) && ::rmdir(path.c_str()) == 0; }
+bool removeDirectory(const std::string& path) {
+    return posix::isUsablePath(path) && posix::recorded("rmdir", path, [&] { return ::rmdir(path.c_str()); }) == 0;
+}
 
 bool createSymbolicLink(const std::string& target, const std::string& link) {
     return posix::isUsablePath(link) && target.find('\0') == std::string::npos && !target.empty() &&
-           ::symlink(target.c_str(), link.c_str()) == 0;
+           posix::recorded("symlink", link, [&] { return ::symlink(target.c_str(), link.c_str()); }) == 0;
 }
 
 bool isExecutableFile(const std::string& path) {

@@ -37,7 +37,7 @@ private:
 };
 
 int openPath(const std::string& path, int flags, mode_t mode = 0) {
-    return retryOnInterrupt([&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode); });
+    return posix::recorded("open", path, [&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode); });
 }
 
 TimeStamp toTimeStamp(const struct statx_timestamp& t) { return {t.tv_sec, static_cast<std::int32_t>(t.tv_nsec)}; }
@@ -66,7 +66,7 @@ struct timespec toTimespec(const std::optional<TimeStamp>& t) {
 
 std::optional<Attributes> attributes(const std::string& path) {
     struct stat st {};
-    if (!isUsablePath(path) || ::lstat(path.c_str(), &st) != 0)
+    if (!isUsablePath(path) || posix::recorded("lstat", path, [&] { return ::lstat(path.c_str(), &st); }) != 0)
         return std::nullopt;
     Attributes result;
     result.symbolicLink = S_ISLNK(st.st_mode);
@@ -85,7 +85,8 @@ std::optional<Attributes> attributes(const std::string& path) {
 
 bool clearReadOnly(const std::string& path) {
     struct stat st {};
-    return isUsablePath(path) && ::stat(path.c_str(), &st) == 0 && ::chmod(path.c_str(), (st.st_mode & 07777) | S_IWUSR) == 0;
+    return isUsablePath(path) && posix::recorded("stat", path, [&] { return ::stat(path.c_str(), &st); }) == 0 &&
+           posix::recorded("chmod", path, [&] { return ::chmod(path.c_str(), (st.st_mode & 07777) | S_IWUSR); }) == 0;
 }
 
 bool canOpenFile(const std::string& path, bool forWriting) {
@@ -111,9 +112,13 @@ bool createFile(const std::string& path, bool failIfExists) {
     return file && file.close();
 }
 
-bool removeFile(const std::string& path) { return isUsablePath(path) && ::unlink(path.c_str()) == 0; }
+bool removeFile(const std::string& path) {
+    return isUsablePath(path) && posix::recorded("unlink", path, [&] { return ::unlink(path.c_str()); }) == 0;
+}
 
-bool createDirectory(const std::string& path) { return isUsablePath(path) && ::mkdir(path.c_str(), 0777) == 0; }
+bool createDirectory(const std::string& path) {
+    return isUsablePath(path) && posix::recorded("mkdir", path, [&] { return ::mkdir(path.c_str(), 0777); }) == 0;
+}
 
 RenameResult renameNoReplace(const std::string& from, const std::string& to) {
     if (!isUsablePath(from) || !isUsablePath(to))
@@ -123,7 +128,7 @@ RenameResult renameNoReplace(const std::string& from, const std::string& to) {
             return RenameResult::TargetExists;
         return error == EXDEV ? RenameResult::CrossDevice : RenameResult::Failed;
     };
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+    if (posix::recorded("renameat2", to, [&] { return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE); }) == 0)
         return RenameResult::Done;
     if (errno != EINVAL && errno != ENOSYS)
         return fromError(errno);
@@ -148,7 +153,9 @@ std::optional<FileData> fileData(const std::string& path) {
         return std::nullopt;
     FileData data;
     struct statx stx {};
-    if (::statx(AT_FDCWD, path.c_str(), AT_STATX_SYNC_AS_STAT, STATX_BASIC_STATS | STATX_BTIME, &stx) == 0) {
+    if (posix::recorded("statx", path, [&] {
+            return ::statx(AT_FDCWD, path.c_str(), AT_STATX_SYNC_AS_STAT, STATX_BASIC_STATS | STATX_BTIME, &stx);
+        }) == 0) {
         data.directory = S_ISDIR(stx.stx_mode);
         data.size = stx.stx_size;
         data.modified = toTimeStamp(stx.stx_mtime);
@@ -174,18 +181,19 @@ bool setFileTimes(const std::string& path, const std::optional<TimeStamp>& modif
     if (!isUsablePath(path))
         return false;
     const struct timespec times[2] = {toTimespec(accessed), toTimespec(modified)};
-    return ::utimensat(AT_FDCWD, path.c_str(), times, 0) == 0;
+    return posix::recorded("utimensat", path, [&] { return ::utimensat(AT_FDCWD, path.c_str(), times, 0); }) == 0;
 }
 
 std::optional<std::uint32_t> fileMode(const std::string& path) {
     struct stat st {};
-    if (!isUsablePath(path) || ::stat(path.c_str(), &st) != 0)
+    if (!isUsablePath(path) || posix::recorded("stat", path, [&] { return ::stat(path.c_str(), &st); }) != 0)
         return std::nullopt;
     return static_cast<std::uint32_t>(st.st_mode);
 }
 
 bool changeMode(const std::string& path, std::uint32_t mode) {
-    return isUsablePath(path) && ::chmod(path.c_str(), static_cast<mode_t>(mode & 07777)) == 0;
+    return isUsablePath(path) &&
+           posix::recorded("chmod", path, [&] { return ::chmod(path.c_str(), static_cast<mode_t>(mode & 07777)); }) == 0;
 }
 
 std::optional<std::string> readSymbolicLink(const std::string& path) {
@@ -193,7 +201,8 @@ std::optional<std::string> readSymbolicLink(const std::string& path) {
         return std::nullopt;
     std::string buffer(256, '\0');
     for (;;) {
-        const ssize_t n = ::readlink(path.c_str(), buffer.data(), buffer.size());
+        const ssize_t n =
+            posix::recorded("readlink", path, [&] { return ::readlink(path.c_str(), buffer.data(), buffer.size()); });
         if (n < 0)
             return std::nullopt;
         if (static_cast<std::size_t>(n) < buffer.size()) {

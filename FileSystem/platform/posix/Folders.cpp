@@ -31,7 +31,8 @@ bool isSingleName(const std::string& name) {
 }
 
 int openAt(int folder, const std::string& name, int flags, mode_t mode = 0) {
-    return retryOnInterrupt([&] { return ::openat(folder, name.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode); });
+    return posix::recorded("openat", name,
+                           [&] { return ::openat(folder, name.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode); });
 }
 
 int openFolderAt(int folder, const std::string& name, bool followLink) {
@@ -67,7 +68,8 @@ std::optional<EntryStatus> statusOfDescriptor(int fd) {
 std::optional<EntryStatus> statusAt(int folder, const std::string& name, bool followLink) {
     struct stat st {};
     if (folder < 0 || !isSingleName(name) ||
-        ::fstatat(folder, name.c_str(), &st, followLink ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
+        posix::recorded("fstatat", name,
+                        [&] { return ::fstatat(folder, name.c_str(), &st, followLink ? 0 : AT_SYMLINK_NOFOLLOW); }) != 0)
         return std::nullopt;
     return toStatus(st);
 }
@@ -98,9 +100,11 @@ RenameResult renameError(int error) {
 
 RenameResult renameAt(int fromFolder, const std::string& from, int toFolder, const std::string& to, bool replace) {
     if (replace)
-        return ::renameat(fromFolder, from.c_str(), toFolder, to.c_str()) == 0 ? RenameResult::Done
-                                                                               : renameError(errno);
-    if (::renameat2(fromFolder, from.c_str(), toFolder, to.c_str(), RENAME_NOREPLACE) == 0)
+        return posix::recorded("renameat", to, [&] { return ::renameat(fromFolder, from.c_str(), toFolder, to.c_str()); }) == 0
+                   ? RenameResult::Done
+                   : renameError(errno);
+    if (posix::recorded("renameat2", to,
+                        [&] { return ::renameat2(fromFolder, from.c_str(), toFolder, to.c_str(), RENAME_NOREPLACE); }) == 0)
         return RenameResult::Done;
     if (errno != EINVAL && errno != ENOSYS)
         return renameError(errno);
@@ -152,8 +156,9 @@ bool changeModeAt(int folder, const std::string& name, NewMode newMode) {
         return false;
     const auto mode = static_cast<mode_t>(newMode(static_cast<std::uint32_t>(st.st_mode)) & 07777u);
     if (!pathOnly)
-        return ::fchmod(fd, mode) == 0;
-    return ::chmod(("/proc/self/fd/" + std::to_string(fd)).c_str(), mode) == 0;
+        return posix::recorded("fchmod", name, [&] { return ::fchmod(fd, mode); }) == 0;
+    return posix::recorded("chmod", name,
+                           [&] { return ::chmod(("/proc/self/fd/" + std::to_string(fd)).c_str(), mode); }) == 0;
 }
 
 /// The components of a path, without empty ones and ".".
@@ -201,13 +206,14 @@ int openByComponents(const std::string& path, bool followLastLink) {
 bool copyByReadWrite(int in, int out, std::uint64_t& done, std::uint64_t total, const CopyProgress* progress) {
     std::vector<char> buffer(std::size_t(1) << 20);
     for (;;) {
-        const ssize_t got = retryOnInterrupt([&] { return ::read(in, buffer.data(), buffer.size()); });
+        const ssize_t got = posix::recorded("read", std::string(), [&] { return ::read(in, buffer.data(), buffer.size()); });
         if (got < 0)
             return false;
         if (got == 0)
             return true;
         for (ssize_t written = 0; written < got;) {
-            const ssize_t n = retryOnInterrupt([&] { return ::write(out, buffer.data() + written, got - written); });
+            const ssize_t n =
+                posix::recorded("write", std::string(), [&] { return ::write(out, buffer.data() + written, got - written); });
             if (n <= 0)
                 return false;
             written += n;
@@ -232,6 +238,8 @@ bool copyData(int in, int out, std::uint64_t total, const CopyProgress* progress
             // Some file systems and kernels cannot: copy through user space instead.
             const bool unsupported = errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
                                      errno == EBADF || errno == EPERM || errno == ETXTBSY;
+            if (!unsupported)
+                recordError("copy_file_range", std::string());
             return unsupported && done == 0 && copyByReadWrite(in, out, done, total, progress);
         }
         if (n == 0)
@@ -365,7 +373,7 @@ OpenFile::~OpenFile() {
 bool OpenFile::write(const void* data, std::size_t size) {
     const char* bytes = static_cast<const char*>(data);
     while (size > 0) {
-        const ssize_t n = retryOnInterrupt([&] { return ::write(m_fd, bytes, size); });
+        const ssize_t n = posix::recorded("write", std::string(), [&] { return ::write(m_fd, bytes, size); });
         if (n <= 0)
             return false;
         bytes += n;
@@ -375,24 +383,28 @@ bool OpenFile::write(const void* data, std::size_t size) {
 }
 
 std::int64_t OpenFile::read(void* data, std::size_t size) {
-    return retryOnInterrupt([&] { return ::read(m_fd, data, size); });
+    return posix::recorded("read", std::string(), [&] { return ::read(m_fd, data, size); });
 }
 
 std::optional<EntryStatus> OpenFile::status() const { return statusOfDescriptor(m_fd); }
 
 bool OpenFile::setMode(std::uint32_t mode) {
-    return m_fd >= 0 && ::fchmod(m_fd, static_cast<mode_t>(mode & 07777)) == 0;
+    return m_fd >= 0 &&
+           posix::recorded("fchmod", std::string(), [&] { return ::fchmod(m_fd, static_cast<mode_t>(mode & 07777)); }) == 0;
 }
 
 bool OpenFile::setTimes(const std::optional<TimeStamp>& modified, const std::optional<TimeStamp>& accessed) {
     const struct timespec times[2] = {toTimespec(accessed), toTimespec(modified)};
-    return m_fd >= 0 && ::futimens(m_fd, times) == 0;
+    return m_fd >= 0 && posix::recorded("futimens", std::string(), [&] { return ::futimens(m_fd, times); }) == 0;
 }
 
 bool OpenFile::close() {
     const int fd = std::exchange(m_fd, -1);
     // Not retried: the descriptor is gone even when the close was interrupted.
-    return fd < 0 || ::close(fd) == 0;
+    if (fd < 0 || ::close(fd) == 0)
+        return true;
+    recordError("close", std::string());
+    return false;
 }
 
 // ---- Folder ----------------------------------------------------------------------
@@ -416,7 +428,9 @@ Folder::~Folder() {
 std::optional<Folder> Folder::open(const std::string& path, bool followLastLink) {
     if (!isUsablePath(path))
         return std::nullopt;
-    int fd = openAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | (followLastLink ? 0 : O_NOFOLLOW));
+    int fd = posix::recorded("open", path, [&] {
+        return ::openat(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLastLink ? 0 : O_NOFOLLOW));
+    });
     if (fd < 0 && errno == ENAMETOOLONG)
         fd = openByComponents(path, followLastLink);
     if (fd < 0)
@@ -433,6 +447,7 @@ std::optional<std::vector<DirectoryEntry>> Folder::entries() const {
     const int fd = retryOnInterrupt([&] { return ::fcntl(m_fd, F_DUPFD_CLOEXEC, 0); });
     DIR* dir = fd >= 0 ? ::fdopendir(fd) : nullptr;
     if (dir == nullptr) {
+        recordError("fdopendir", std::string());
         if (fd >= 0)
             ::close(fd);
         return std::nullopt;
@@ -458,8 +473,10 @@ std::optional<std::vector<DirectoryEntry>> Folder::entries() const {
     }
     const int error = errno;
     ::closedir(dir);
-    if (error != 0)
+    if (error != 0) {
+        recordError("readdir", std::string(), error);
         return std::nullopt; // an incomplete list would pass for the whole folder
+    }
     return entries;
 }
 
@@ -479,7 +496,9 @@ std::optional<Folder> Folder::openFolder(const std::string& name) const {
 }
 
 bool Folder::createFolder(const std::string& name, std::uint32_t mode) {
-    return m_fd >= 0 && isSingleName(name) && ::mkdirat(m_fd, name.c_str(), static_cast<mode_t>(mode & 07777)) == 0;
+    return m_fd >= 0 && isSingleName(name) &&
+           posix::recorded("mkdirat", name,
+                           [&] { return ::mkdirat(m_fd, name.c_str(), static_cast<mode_t>(mode & 07777)); }) == 0;
 }
 
 OpenFile Folder::openForReading(const std::string& name) const {
@@ -502,11 +521,13 @@ OpenFile Folder::createFile(const std::string& name, std::uint32_t mode) {
 }
 
 bool Folder::removeFile(const std::string& name) {
-    return m_fd >= 0 && isSingleName(name) && ::unlinkat(m_fd, name.c_str(), 0) == 0;
+    return m_fd >= 0 && isSingleName(name) &&
+           posix::recorded("unlinkat", name, [&] { return ::unlinkat(m_fd, name.c_str(), 0); }) == 0;
 }
 
 bool Folder::removeFolder(const std::string& name) {
-    return m_fd >= 0 && isSingleName(name) && ::unlinkat(m_fd, name.c_str(), AT_REMOVEDIR) == 0;
+    return m_fd >= 0 && isSingleName(name) &&
+           posix::recorded("unlinkat", name, [&] { return ::unlinkat(m_fd, name.c_str(), AT_REMOVEDIR); }) == 0;
 }
 
 std::optional<std::string> Folder::readLink(const std::string& name) const {
@@ -514,7 +535,8 @@ std::optional<std::string> Folder::readLink(const std::string& name) const {
         return std::nullopt;
     std::string buffer(256, '\0');
     for (;;) {
-        const ssize_t n = ::readlinkat(m_fd, name.c_str(), buffer.data(), buffer.size());
+        const ssize_t n = posix::recorded(
+            "readlinkat", name, [&] { return ::readlinkat(m_fd, name.c_str(), buffer.data(), buffer.size()); });
         if (n < 0)
             return std::nullopt;
         if (static_cast<std::size_t>(n) < buffer.size()) {
@@ -530,7 +552,7 @@ bool Folder::createLink(const std::string& target, const std::string& name) {
         errno = EINVAL;
         return false;
     }
-    return ::symlinkat(target.c_str(), m_fd, name.c_str()) == 0;
+    return posix::recorded("symlinkat", name, [&] { return ::symlinkat(target.c_str(), m_fd, name.c_str()); }) == 0;
 }
 
 RenameResult Folder::rename(const std::string& from, Folder& to, const std::string& toName, bool replace) {
@@ -552,7 +574,9 @@ bool Folder::addPermissions(const std::string& name, std::uint32_t fileBits, std
 bool Folder::setTimes(const std::string& name, const std::optional<TimeStamp>& modified,
                       const std::optional<TimeStamp>& accessed) {
     const struct timespec times[2] = {toTimespec(accessed), toTimespec(modified)};
-    return m_fd >= 0 && isSingleName(name) && ::utimensat(m_fd, name.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+    return m_fd >= 0 && isSingleName(name) &&
+           posix::recorded("utimensat", name,
+                           [&] { return ::utimensat(m_fd, name.c_str(), times, AT_SYMLINK_NOFOLLOW); }) == 0;
 }
 
 // ---- Paths -----------------------------------------------------------------------
@@ -578,7 +602,7 @@ FolderCreation createFolders(const std::string& path, std::uint32_t mode) {
         return FolderCreation::Failed;
     const auto permissions = static_cast<mode_t>(mode & 07777);
     // Most calls find the parent there: one call does it.
-    if (::mkdir(path.c_str(), permissions) == 0)
+    if (posix::recorded("mkdir", path, [&] { return ::mkdir(path.c_str(), permissions); }) == 0)
         return FolderCreation::Created;
     if (errno == EEXIST) {
         struct stat st {};

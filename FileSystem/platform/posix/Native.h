@@ -1,5 +1,7 @@
 #pragma once
 
+#include <FileSystem/platform/Errors.h>
+
 #include <cerrno>
 #include <string>
 
@@ -18,6 +20,16 @@ auto retryOnInterrupt(Call call) -> decltype(call()) {
     do {
         result = call();
     } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+/// Runs a system call (again when a signal interrupted it); a failure (-1) is
+/// recorded for lastError() with the call's name and the path it was given.
+template <class Call>
+auto recorded(const char* operation, const std::string& path, Call call) -> decltype(call()) {
+    const auto result = retryOnInterrupt(call);
+    if (result == -1)
+        recordError(operation, path);
     return result;
 }
 

@@ -15,7 +15,8 @@ using posix::retryOnInterrupt;
 OpenFile openForReading(const std::string& path) {
     if (!isUsablePath(path))
         return OpenFile();
-    OpenFile file(retryOnInterrupt([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
+    OpenFile file(posix::recorded("open", path,
+                                  [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
     struct stat st {};
     // Only a regular file: a pipe or a device would not behave as an archive.
     if (!file || ::fstat(file.descriptor(), &st) != 0 || !S_ISREG(st.st_mode))
@@ -25,20 +26,23 @@ OpenFile openForReading(const std::string& path) {
 }
 
 std::int64_t readAt(OpenFile& file, void* data, std::size_t size, std::uint64_t offset) {
-    return retryOnInterrupt(
-        [&] { return ::pread(file.descriptor(), data, size, static_cast<off_t>(offset)); });
+    return posix::recorded("pread", std::string(),
+                           [&] { return ::pread(file.descriptor(), data, size, static_cast<off_t>(offset)); });
 }
 
 std::optional<std::uint64_t> seek(OpenFile& file, std::int64_t offset, SeekFrom from) {
     const int whence = from == SeekFrom::Start ? SEEK_SET : from == SeekFrom::Current ? SEEK_CUR : SEEK_END;
     const off_t position = ::lseek(file.descriptor(), static_cast<off_t>(offset), whence);
-    if (position < 0)
+    if (position < 0) {
+        recordError("lseek", std::string());
         return std::nullopt;
+    }
     return static_cast<std::uint64_t>(position);
 }
 
 bool resize(OpenFile& file, std::uint64_t size) {
-    return retryOnInterrupt([&] { return ::ftruncate(file.descriptor(), static_cast<off_t>(size)); }) == 0;
+    return posix::recorded("ftruncate", std::string(),
+                           [&] { return ::ftruncate(file.descriptor(), static_cast<off_t>(size)); }) == 0;
 }
 
 std::string joinPath(const std::string& folder, const std::string& name) {
@@ -64,6 +68,7 @@ OpenFile createAnonymousFile(Folder& folder) {
         if (!file) {
             if (errno == EEXIST)
                 continue;
+            recordError("openat", name);
             return OpenFile();
         }
         if (::unlinkat(folder.descriptor(), name.c_str(), 0) != 0)

@@ -31,7 +31,7 @@ constexpr unsigned long kNetworkFileSystems[] = {
 
 std::optional<FileIdentity> fileIdentity(const std::string& nativePath) {
     struct stat st {};
-    if (!posix::isUsablePath(nativePath) || ::stat(nativePath.c_str(), &st) != 0)
+    if (!posix::isUsablePath(nativePath) || posix::recorded("stat", nativePath, [&] { return ::stat(nativePath.c_str(), &st); }) != 0)
         return std::nullopt;
     FileIdentity id;
     id.device = static_cast<std::uint64_t>(st.st_dev);

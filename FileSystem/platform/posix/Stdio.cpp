@@ -46,7 +46,10 @@ const OpenFlagValues& openFlagValues() {
 std::FILE* openStdioFile(const std::string& path, const std::string& mode) {
     if (!posix::isUsablePath(path))
         return nullptr;
-    return std::fopen(path.c_str(), withoutTextLetter(mode).c_str());
+    std::FILE* file = std::fopen(path.c_str(), withoutTextLetter(mode).c_str());
+    if (file == nullptr)
+        recordError("fopen", path);
+    return file;
 }
 
 std::FILE* openStdioDescriptor(const std::string& path, int flags, std::uint32_t permissions, const std::string& mode) {
@@ -56,8 +59,8 @@ std::FILE* openStdioDescriptor(const std::string& path, int flags, std::uint32_t
     // Write-only together with read-write means read-write (both bits would ask for neither).
     if ((flags & O_ACCMODE) == (O_WRONLY | O_RDWR))
         flags &= ~O_WRONLY;
-    const int fd = posix::retryOnInterrupt(
-        [&] { return ::open(path.c_str(), flags | O_CLOEXEC, static_cast<mode_t>(permissions & 07777)); });
+    const int fd = posix::recorded(
+        "open", path, [&] { return ::open(path.c_str(), flags | O_CLOEXEC, static_cast<mode_t>(permissions & 07777)); });
     if (fd < 0)
         return nullptr;
     std::FILE* file = ::fdopen(fd, withoutTextLetter(mode).c_str());

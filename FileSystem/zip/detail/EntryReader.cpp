@@ -16,6 +16,36 @@ constexpr std::size_t kPieceBytes = 1 << 18;
 
 } // namespace
 
+std::int64_t EntryReader::failWith(const std::string& problem) {
+    if (m_problem.empty())
+        m_problem = problem;
+    return -1;
+}
+
+void EntryReader::noteEngineProblem(zip_error_t* error) {
+    switch (error == nullptr ? ZIP_ER_OK : zip_error_code_zip(error)) {
+    case ZIP_ER_WRONGPASSWD:
+        failWith("wrong password");
+        break;
+    case ZIP_ER_NOPASSWD:
+        failWith("no password given");
+        break;
+    case ZIP_ER_CRC:
+        failWith("damaged entry: checksum mismatch");
+        break;
+    case ZIP_ER_ENCRNOTSUPP:
+    case ZIP_ER_COMPNOTSUPP:
+        failWith("method not supported");
+        break;
+    case ZIP_ER_OK:
+        failWith("damaged entry");
+        break;
+    default:
+        failWith(std::string("damaged entry: ") + zip_error_strerror(error));
+        break;
+    }
+}
+
 EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& password) {
     zip_stat_t stat;
     zip_stat_init(&stat);
@@ -31,11 +61,15 @@ EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& 
         // Methods the engine cannot handle are refused here: its failing open
         // of such an entry loses memory.
         if (((stat.valid & ZIP_STAT_COMP_METHOD) && !zip_compression_method_supported(stat.comp_method, 0)) ||
-            ((stat.valid & ZIP_STAT_ENCRYPTION_METHOD) && !zip_encryption_method_supported(stat.encryption_method, 0)))
+            ((stat.valid & ZIP_STAT_ENCRYPTION_METHOD) && !zip_encryption_method_supported(stat.encryption_method, 0))) {
+            failWith("method not supported");
             return;
+        }
         m_file = password.empty() ? zip_fopen_index(archive, index, 0)
                                   : zip_fopen_index_encrypted(archive, index, 0, password.c_str());
         m_open = m_file != nullptr;
+        if (!m_open)
+            noteEngineProblem(zip_get_error(archive));
         return;
     }
 
@@ -43,10 +77,14 @@ EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& 
     // kind also carry a checksum; AE-2 entries (checksum 0) rely on the HMAC alone.
     m_expectedChecksum = stat.crc;
     m_checkChecksum = stat.crc != 0;
-    if (password.empty())
+    if (password.empty()) {
+        failWith("no password given");
         return;
+    }
     m_file = zip_fopen_index(archive, index, ZIP_FL_ENCRYPTED);
-    if (m_file != nullptr)
+    if (m_file == nullptr)
+        noteEngineProblem(zip_get_error(archive));
+    else
         m_open = startOwn(password, key, stat.comp_method == ZIP_CM_STORE, stat.comp_size);
 }
 
@@ -56,8 +94,10 @@ EntryReader::EntryReader(const std::shared_ptr<Spool>& spool, const SpooledEntry
     m_declared = entry.plainSize;
     m_expectedChecksum = entry.checksum;
     m_checkChecksum = true;
-    if (entry.encrypted && password.empty())
+    if (entry.encrypted && password.empty()) {
+        failWith("no password given");
         return;
+    }
     m_open = startOwn(entry.encrypted ? password : std::string(), entry.encrypted ? 32 : 0, !entry.deflated,
                       entry.storedSize);
 }
@@ -68,14 +108,21 @@ bool EntryReader::startOwn(const std::string& password, std::size_t key, bool st
     m_remaining = storedSize;
     if (key != 0) {
         const std::size_t saltLength = key / 2;
-        if (storedSize < saltLength + kAesVerifierLength + kAesAuthenticationLength)
+        if (storedSize < saltLength + kAesVerifierLength + kAesAuthenticationLength) {
+            failWith("damaged entry: too short for its encryption");
             return false;
+        }
         unsigned char header[16 + kAesVerifierLength];
         unsigned char verifier[kAesVerifierLength];
         auto aes = std::make_unique<WinZipAes>();
-        if (!readExactly(header, saltLength + kAesVerifierLength) || !aes->start(password, header, key, verifier) ||
-            std::memcmp(verifier, header + saltLength, kAesVerifierLength) != 0) // the wrong password
+        if (!readExactly(header, saltLength + kAesVerifierLength) || !aes->start(password, header, key, verifier)) {
+            failWith("damaged entry: no encryption header");
             return false;
+        }
+        if (std::memcmp(verifier, header + saltLength, kAesVerifierLength) != 0) {
+            failWith("wrong password");
+            return false;
+        }
         m_remaining = storedSize - saltLength - kAesVerifierLength - kAesAuthenticationLength;
         m_aes = std::move(aes);
     }
@@ -123,14 +170,14 @@ std::int64_t EntryReader::readStored(unsigned char* data, std::uint64_t size) {
                 unsigned char stored[kAesAuthenticationLength], computed[kAesAuthenticationLength];
                 if (!readExactly(stored, sizeof stored) || !m_aes->authenticationCode(computed) ||
                     CRYPTO_memcmp(stored, computed, sizeof stored) != 0)
-                    return -1;
+                    return failWith("damaged entry: authentication failed");
             }
             m_verified = true;
         }
         return 0;
     }
     if (!readExactly(data, want) || (m_aes && !m_aes->decrypt(data, want)))
-        return -1;
+        return failWith("damaged entry: the data ends early");
     m_remaining -= want;
     return static_cast<std::int64_t>(want);
 }
@@ -145,14 +192,16 @@ std::int64_t EntryReader::read(void* data, std::uint64_t size) {
     const std::int64_t got = size == 0 ? 0 : readPiece(data, size);
     if (got < 0 || (got == 0 && m_sizeKnown && m_delivered != m_declared)) {
         m_failed = true; // damaged, or shorter than declared
-        return -1;
+        if (!m_own && got < 0)
+            noteEngineProblem(zip_file_get_error(m_file));
+        return failWith(got == 0 ? "damaged entry: shorter than it declares" : "damaged entry");
     }
     m_delivered += static_cast<std::uint64_t>(got);
     if (got == 0 || (m_sizeKnown && m_delivered == m_declared)) {
         // The last byte goes out only when the whole entry has been checked.
         if (!verifyEnd()) {
             m_failed = true;
-            return -1;
+            return failWith("damaged entry");
         }
         m_ended = true;
     }
@@ -163,10 +212,19 @@ bool EntryReader::verifyEnd() {
     unsigned char extra[64];
     if (!m_own) {
         // The engine checks the checksum when it meets the end of the data.
-        return zip_fread(m_file, extra, sizeof extra) == 0;
+        const zip_int64_t got = zip_fread(m_file, extra, sizeof extra);
+        if (got < 0)
+            noteEngineProblem(zip_file_get_error(m_file));
+        else if (got > 0)
+            failWith("damaged entry: longer than it declares");
+        return got == 0;
     }
-    if (readPiece(extra, sizeof extra) != 0)
-        return false; // more data than declared
+    if (readPiece(extra, sizeof extra) != 0) {
+        failWith("damaged entry: longer than it declares");
+        return false;
+    }
+    if (m_verified && m_checkChecksum && m_checksum != m_expectedChecksum)
+        failWith("damaged entry: checksum mismatch");
     return m_verified && (!m_checkChecksum || m_checksum == m_expectedChecksum);
 }
 
@@ -220,11 +278,11 @@ std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
         }
         if (status == Z_BUF_ERROR) {
             if (m_inputEnded && m_zlib.avail_in == 0)
-                return -1; // the data ends before the deflate stream does
+                return failWith("damaged entry: the data ends early");
             continue;
         }
         if (status != Z_OK)
-            return -1;
+            return failWith("damaged entry: bad compressed data");
     }
     return static_cast<std::int64_t>(m_zlib.next_out - static_cast<Bytef*>(data));
 }

@@ -41,7 +41,16 @@ public:
     /// ever gets data that was not verified.
     std::int64_t read(void* data, std::uint64_t size);
 
+    /// Why the entry could not be opened or read, in words ("wrong password",
+    /// "no password given", "damaged entry: ..."); empty while nothing failed.
+    const std::string& problem() const noexcept { return m_problem; }
+
 private:
+    /// Notes why reading failed (the first reason counts) and gives -1.
+    std::int64_t failWith(const std::string& problem);
+    /// The engine's reason for the failure of an open or a read.
+    void noteEngineProblem(zip_error_t* error);
+
     /// Starts reading the stored bytes here: the AES header when there is a
     /// key, then a raw inflater unless the data is stored.
     bool startOwn(const std::string& password, std::size_t key, bool stored, std::uint64_t storedSize);
@@ -76,6 +85,7 @@ private:
     std::uint64_t m_delivered = 0; ///< bytes handed out so far
     bool m_failed = false;
     bool m_ended = false;          ///< the end was reached and verified
+    std::string m_problem;
 };
 
 } // namespace FileSystem::detail
