@@ -2,6 +2,25 @@
 
 // Every public header of the library.
 
+/// \namespace FileSystem
+/// The library: paths, files and folders, data streams, zip archives, the
+/// environment and the application's identity. Operations on the disk answer
+/// by their results (false, empty, a sentinel), not by exceptions; the few
+/// operations that throw say so.
+///
+/// \namespace FileSystem::StreamUtilities
+/// The bases of the library's standard file streams.
+///
+/// \namespace Utilities
+/// The shared value types: versions, flag sets, byte order, operating systems
+/// and platforms, Unicode case mapping, the library's build facts.
+///
+/// \namespace Tools
+/// Progress reporting of long operations.
+///
+/// \namespace Tools::Progress
+/// The finer, second progress line of a progress receiver.
+
 #include <FileSystem/environment/DynamicLibraryLinker.h>
 #include <FileSystem/environment/EnvironmentVariableModel.h>
 #include <FileSystem/environment/MachineInfo.h>

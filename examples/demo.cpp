@@ -1,6 +1,7 @@
 // The library's main road: a model saved through a data stream with a header
 // line, added to a zip archive, found again and read back; then the same with
-// an entry protected by AES.
+// an entry protected by AES; at last the archive is extracted and the tree it
+// gives is walked.
 
 #include <FileSystem/FileSystem.h>
 
@@ -60,8 +61,9 @@ int main(int argc, char** argv) {
     initApplicationArguments(argc, argv);
     const Model model;
 
-    // A fresh folder for the run.
-    const std::string folder = Path::getDuplicationName(OSPaths::getTemporaryFolderPath() + "/filesystem-demo");
+    // A fresh folder for the run (below the folder given as argument, else the temporary folder).
+    const std::string base = argc > 1 ? std::string(argv[1]) : OSPaths::getTemporaryFolderPath();
+    const std::string folder = Path::getDuplicationName(base + "/filesystem-demo");
     Directory::create(folder, true, true);
     std::cout << "Working in " << folder << "\n";
 
@@ -130,6 +132,35 @@ int main(int argc, char** argv) {
         std::cout << "Read back a " << (in.dataStreamType() == DataStreamType::Text ? "text" : "other")
                   << " stream with the password: " << (same(back, model) ? "identical" : "DIFFERENT") << "\n";
         failures += !same(back, model);
+    }
+
+    // 5. The whole archive is extracted, and the tree it gives is walked.
+    {
+        ZipArchive zip(archive, ZipArchive::OpenMode::Read, 1);
+        zip.setPassword("correct horse"); // for the protected entry
+        const std::string target = folder + "/extracted";
+        zip.extractFromZipAs("", target, true, false);
+        std::cout << "Extracted into " << target << ":\n";
+        std::uint64_t files = 0;
+        fileCrawler(
+            target, false,
+            [&](const std::string& path) {
+                const std::string name = Path::calculateRelativePath(path, target);
+                const auto entry = zip.getFileInfo(name);
+                const std::uint64_t size = File::getFileSize(path);
+                std::cout << "  " << name << "  " << size << " bytes\n";
+                failures += !entry || entry->uncompressedSize != size;
+                ++files;
+                return true;
+            },
+            [&](const std::string& path) {
+                if (path != target)
+                    std::cout << "  " << Path::calculateRelativePath(path, target) << "/\n";
+                return true;
+            },
+            {}, {}, false, true);
+        std::cout << files << " files, " << Directory::GetSize(target, true) << " bytes in all\n";
+        failures += files != zip.numberOfEntries(false, false);
     }
 
     Directory::remove(folder, true);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <FileSystem/Export.h>
 #include <FileSystem/utilities/Flags.h>
 
 #include <cstdint>
@@ -28,16 +29,20 @@ enum class PosixFilePermissionFlag : std::uint32_t {
     SetUserId = 04000,
 };
 
+/// A set of permission bits.
 using PosixFilePermissions = Utilities::Flags<PosixFilePermissionFlag>;
 
+/// The set of both flags.
 constexpr PosixFilePermissions operator|(PosixFilePermissionFlag a, PosixFilePermissionFlag b) noexcept {
     return PosixFilePermissions(a) | b;
 }
 
-/// The bits as an octal number without a leading zero ("644").
-std::string posixFilePermissionsToString(PosixFilePermissions permissions);
+/// The bits as an octal number without a leading zero ("644"; "0" for none).
+FILESYSTEM_EXPORT std::string posixFilePermissionsToString(PosixFilePermissions permissions);
 
-/// Reads an octal number ("644", "0755"); text that is not one gives no bits.
-PosixFilePermissions posixFilePermissionsFromString(const std::string& text);
+/// Reads an octal number ("644", "0755"; leading white space is skipped and
+/// reading stops at the first character that is no octal digit); text that
+/// does not start with one gives no bits.
+FILESYSTEM_EXPORT PosixFilePermissions posixFilePermissionsFromString(const std::string& text);
 
 } // namespace FileSystem

@@ -133,7 +133,7 @@ std::string fromPosixMode(int flags, bool withoutTranslation) {
     return mode;
 }
 
-bool StreamUtilities::detail::openFileBuffer(std::filebuf& buffer, const std::string& path, std::ios::openmode mode) {
+bool StreamUtilities::openFileBuffer(std::filebuf& buffer, const std::string& path, std::ios::openmode mode) {
     return !path.empty() && sys::openFileBuffer(buffer, toSystemPath(path), mode);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <FileSystem/Export.h>
 #include <FileSystem/paths/OSPaths.h>
 #include <FileSystem/paths/Path.h>
 
@@ -10,13 +11,15 @@ namespace FileSystem {
 
 /// A string converter that passes the text on unchanged: paths are UTF-8 on
 /// both sides.
-struct TrivialStringConverter {
+struct FILESYSTEM_EXPORT TrivialStringConverter {
+    /// The text itself.
     static std::string convert(const std::string& text) { return text; }
 };
 
 /// The one gate between the KVL form of a path (UTF-8, forward slashes, no
 /// long-path prefix), used inside the library, and the form that the operating
-/// system takes.
+/// system takes. Both directions are text operations that cannot fail; only
+/// the absolute form asks for the current directory.
 ///
 /// `platform` 1 is Windows, 2 the Unix family; `longPaths` 1 adds the long-path
 /// treatment. `FromConverter` turns the system's text into UTF-8 on the way
@@ -27,7 +30,8 @@ class PathConverterBase {
     static_assert(longPaths == 0 || longPaths == 1, "longPaths is 0 or 1");
 
 public:
-    /// The system's form of a path in the KVL form.
+    /// Turns a path in the system's form into the KVL form: forward slashes
+    /// and, for Windows, no long prefix.
     static std::string toKVLPath(const std::string& systemPath) {
         std::string path = FromConverter::convert(systemPath);
         if constexpr (platform == 1) {
@@ -37,8 +41,12 @@ public:
         return Path::makeForwardSlashes(path);
     }
 
-    /// The KVL form of a path in the system's form: absolute and normalised
-    /// against the current directory unless `keepRelative` asks otherwise.
+    /// Turns a path in the KVL form into the system's form: absolute and
+    /// normalised against the current directory unless `keepRelative` asks
+    /// otherwise. Windows gets backslashes, and with `longPaths` the long prefix
+    /// (`\\?\C:\a`, `\\?\UNC\host\share`); the Unix family gets forward
+    /// slashes only, and with `longPaths` a network path on a share of this
+    /// computer becomes the local path of the share.
     ///
     /// The Unix family's forms differ from the Windows forms in one deliberate
     /// point: their normalisation never changes a name (see
@@ -91,10 +99,17 @@ private:
     }
 };
 
+/// The Windows forms of a path, short and long (with the `\\?\` prefix).
+///@{
 using WindowsPathConverter = PathConverterBase<1, 0, TrivialStringConverter, TrivialStringConverter>;
 using WindowsLongPathConverter = PathConverterBase<1, 1, TrivialStringConverter, TrivialStringConverter>;
+///@}
+/// The forms of a path on the Unix family, short and long (network paths on
+/// shares of this computer made local).
+///@{
 using UnixPathConverter = PathConverterBase<2, 0, TrivialStringConverter, TrivialStringConverter>;
 using UnixLongPathConverter = PathConverterBase<2, 1, TrivialStringConverter, TrivialStringConverter>;
+///@}
 
 #if defined(_WIN32)
 using PathConverter = WindowsPathConverter;
@@ -102,8 +117,10 @@ using LongPathConverter = WindowsLongPathConverter;
 #else
 /// The converters of this build: the short form, and the long form that the
 /// file operations use on the way to the system.
+///@{
 using PathConverter = UnixPathConverter;
 using LongPathConverter = UnixLongPathConverter;
+///@}
 #endif
 
 /// The form in which a path of the library reaches the system: the long form,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <FileSystem/Export.h>
 #include <FileSystem/streams/DataStreamBase.h>
 #include <FileSystem/streams/DataStreamTransactions.h>
 #include <FileSystem/utilities/Endianness.h>
@@ -13,7 +14,7 @@ namespace FileSystem {
 /// The state of the binary streams: the byte order of their values. With
 /// LittleEndian (2) multi-byte values stand little-endian on the stream; with
 /// any other value, None included, big-endian.
-class BinaryDataStreamBase : public DataStreamBase {
+class FILESYSTEM_EXPORT BinaryDataStreamBase : public DataStreamBase {
 public:
     BinaryDataStreamBase(const std::uint64_t& fileVersion, const std::uint64_t& version, Utilities::Endianness endianness)
         : DataStreamBase(fileVersion, version), m_endianness(endianness) {}
@@ -28,7 +29,8 @@ private:
 /// Values as raw fixed-width bytes, one after another, with no tags, lengths
 /// or padding. Every value reaches the standard stream through `do_rawWrite`,
 /// one call per element, so derived streams can re-encode the bytes there.
-class BinaryDataOStream : public DataOStreamBase<BinaryDataOStream, DataOStream>, public BinaryDataStreamBase {
+class FILESYSTEM_EXPORT BinaryDataOStream : public DataOStreamBase<BinaryDataOStream, DataOStream>,
+                                            public BinaryDataStreamBase {
 public:
     using DataOStreamBase::do_write;
 
@@ -75,7 +77,8 @@ private:
 
 /// The reading partner of BinaryDataOStream. A reader asks for exactly what the
 /// writer wrote, in the same order.
-class BinaryDataIStream : public DataIStreamBase<BinaryDataIStream, DataIStream>, public BinaryDataStreamBase {
+class FILESYSTEM_EXPORT BinaryDataIStream : public DataIStreamBase<BinaryDataIStream, DataIStream>,
+                                            public BinaryDataStreamBase {
 public:
     using DataIStreamBase::do_read;
 

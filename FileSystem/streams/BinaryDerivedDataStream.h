@@ -3,6 +3,7 @@
 // Binary streams that travel in a text channel: every raw byte goes through a
 // text encoder (hexadecimal or Base64) on the way out and back.
 
+#include <FileSystem/Export.h>
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/utilities/BinaryTextEncoder.h>
 
@@ -13,7 +14,7 @@
 namespace FileSystem {
 
 /// The base of binary streams that re-encode their raw bytes.
-class BinaryDerivedDataOStream : public BinaryDataOStream {
+class FILESYSTEM_EXPORT BinaryDerivedDataOStream : public BinaryDataOStream {
 public:
     using BinaryDataOStream::BinaryDataOStream;
     DataStreamType dataStreamType() override { return DataStreamType::None; }
@@ -22,7 +23,7 @@ public:
 /// The base of binary streams that decode their raw bytes. Characters that
 /// `ignoreCharacter` names (white space) may stand anywhere between the
 /// encoded characters.
-class BinaryDerivedDataIStream : public BinaryDataIStream {
+class FILESYSTEM_EXPORT BinaryDerivedDataIStream : public BinaryDataIStream {
 public:
     using BinaryDataIStream::BinaryDataIStream;
     using BinaryDataIStream::do_rawRead;
@@ -58,7 +59,7 @@ private:
 };
 
 /// Every raw byte as two upper-case hexadecimal digits.
-class BinaryHexDataOStream : public BinaryDerivedDataOStream {
+class FILESYSTEM_EXPORT BinaryHexDataOStream : public BinaryDerivedDataOStream {
 public:
     using BinaryDerivedDataOStream::BinaryDerivedDataOStream;
     using BinaryDataOStream::do_rawWrite;
@@ -70,7 +71,7 @@ private:
     std::string m_text; ///< the text of the last write, its memory used again
 };
 
-class BinaryHexDataIStream : public BinaryDerivedDataIStream {
+class FILESYSTEM_EXPORT BinaryHexDataIStream : public BinaryDerivedDataIStream {
 public:
     using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
     using BinaryDataIStream::do_rawRead;
@@ -87,7 +88,7 @@ private:
 /// Raw bytes in Base64. Bytes that do not fill a group of three wait for the
 /// next write; the destructor writes what still waits, with padding, so the
 /// stream is complete only after the stream object is gone.
-class BinaryBase64DataOStream : public BinaryDerivedDataOStream {
+class FILESYSTEM_EXPORT BinaryBase64DataOStream : public BinaryDerivedDataOStream {
 public:
     using BinaryDerivedDataOStream::BinaryDerivedDataOStream;
     using BinaryDataOStream::do_rawWrite;
@@ -106,7 +107,7 @@ private:
     std::string m_text; ///< the text of the last write, its memory used again
 };
 
-class BinaryBase64DataIStream : public BinaryDerivedDataIStream {
+class FILESYSTEM_EXPORT BinaryBase64DataIStream : public BinaryDerivedDataIStream {
 public:
     /// The decoded bytes that were not handed out yet when a transaction started.
     struct AdditionalBase64TransactionData : AdditionalTransactionData {

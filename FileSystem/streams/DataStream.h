@@ -10,6 +10,7 @@
 // On this 64-bit Linux host `long` and `wchar_t` are wider than on the stream:
 // a value that does not fit makes the write fail.
 
+#include <FileSystem/Export.h>
 #include <FileSystem/utilities/Endianness.h>
 
 #include <cstddef>
@@ -35,7 +36,7 @@ enum class StringMode : std::uint32_t {
 
 /// One comment, written and read as a single item. Binary streams drop it;
 /// text streams write it so that a person can follow the data.
-class DataStreamComment {
+class FILESYSTEM_EXPORT DataStreamComment {
 public:
     DataStreamComment() = default;
     explicit DataStreamComment(std::string text) : m_text(std::move(text)) {}
@@ -51,7 +52,7 @@ private:
 };
 
 /// The root of all data streams.
-class DataStream {
+class FILESYSTEM_EXPORT DataStream {
 public:
     virtual ~DataStream() = default;
 
@@ -77,7 +78,7 @@ protected:
 /// An output data stream. Each array operation takes the first element and a
 /// count, stops at the first element that fails and returns false then; the
 /// elements before it stay written.
-class DataOStream : public DataStream {
+class FILESYSTEM_EXPORT DataOStream : public DataStream {
 public:
     virtual bool do_writeFixed(const unsigned long long* data, std::uint64_t count) = 0;
     virtual bool do_writeFixed(const long long* data, std::uint64_t count) = 0;
@@ -124,7 +125,7 @@ public:
 
 /// An input data stream, with transactions: a reader may start one, try to
 /// read, and roll back to where it started.
-class DataIStream : public DataStream {
+class FILESYSTEM_EXPORT DataIStream : public DataStream {
 public:
     /// Remembers the position (and what the stream needs besides); true.
     virtual bool startTransaction() = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <FileSystem/Export.h>
 #include <FileSystem/streams/DataStream.h>
 
 #include <algorithm>
@@ -77,7 +78,7 @@ private:
 
 /// The state that every concrete stream shares: the format version in force,
 /// the version of the client's file, and the string mode.
-class DataStreamBase {
+class FILESYSTEM_EXPORT DataStreamBase {
 public:
     /// The newest stream format this library writes and reads.
     static constexpr std::uint64_t s_latestVersion = 1;

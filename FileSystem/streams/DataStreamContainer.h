@@ -4,6 +4,7 @@
 // and forward every operation to it, and adapters that turn every value into
 // one binary-data operation of the stream they wrap.
 
+#include <FileSystem/Export.h>
 #include <FileSystem/streams/DataStream.h>
 
 #include <memory>
@@ -103,20 +104,20 @@ namespace FileSystem {
 /// Forwards every operation to the stream that `get()` names. With no stream,
 /// value operations and `good()` are false, getters 0, and `seek`,
 /// `failStream` and `do_setWriteIndent` do nothing.
-class DataOStreamContainerBase : public DataOStream {
+class FILESYSTEM_EXPORT DataOStreamContainerBase : public DataOStream {
 public:
     FILESYSTEM_DATA_OSTREAM_OPERATIONS
     virtual DataOStream* get() const = 0;
 };
 
-class DataIStreamContainerBase : public DataIStream {
+class FILESYSTEM_EXPORT DataIStreamContainerBase : public DataIStream {
 public:
     FILESYSTEM_DATA_ISTREAM_OPERATIONS
     virtual DataIStream* get() const = 0;
 };
 
 /// Owns a concrete output stream (not the standard stream beneath it).
-class DataOStreamContainer : public DataOStreamContainerBase {
+class FILESYSTEM_EXPORT DataOStreamContainer : public DataOStreamContainerBase {
 public:
     DataOStreamContainer() = default;
     explicit DataOStreamContainer(std::unique_ptr<DataOStream> stream) : m_stream(std::move(stream)) {}
@@ -129,7 +130,7 @@ private:
 };
 
 /// Owns a concrete input stream (not the standard stream beneath it).
-class DataIStreamContainer : public DataIStreamContainerBase {
+class FILESYSTEM_EXPORT DataIStreamContainer : public DataIStreamContainerBase {
 public:
     DataIStreamContainer() = default;
     explicit DataIStreamContainer(std::unique_ptr<DataIStream> stream) : m_stream(std::move(stream)) {}
@@ -145,7 +146,7 @@ private:
 /// the adapter's byte order: over a text stream all values become hexadecimal
 /// tokens (floating values keep every bit), over a binary stream they stand in
 /// the adapter's order rather than the stream's.
-class DataOStreamBinaryAdapter : public DataOStream {
+class FILESYSTEM_EXPORT DataOStreamBinaryAdapter : public DataOStream {
 public:
     DataOStreamBinaryAdapter(DataOStream& stream, Utilities::Endianness endianness)
         : m_stream(&stream), m_endianness(endianness) {}
@@ -160,7 +161,7 @@ private:
 };
 
 /// The reading partner of DataOStreamBinaryAdapter.
-class DataIStreamBinaryAdapter : public DataIStream {
+class FILESYSTEM_EXPORT DataIStreamBinaryAdapter : public DataIStream {
 public:
     DataIStreamBinaryAdapter(DataIStream& stream, Utilities::Endianness endianness)
         : m_stream(&stream), m_endianness(endianness) {}

@@ -4,6 +4,7 @@
 // self-describing: "TQBS 1 7 ?" and a line feed (magic, format version, file
 // version, and for all but text an endianness mark) ahead of the data.
 
+#include <FileSystem/Export.h>
 #include <FileSystem/files/StreamUtilities.h>
 #include <FileSystem/streams/DataStreamContainer.h>
 
@@ -14,35 +15,39 @@ namespace FileSystem {
 
 /// A little-endian output stream of the type with the newest format version.
 /// Throws std::logic_error("Not implemented") for an unknown type.
-DataOStreamContainer createDataOStream(DataStreamType type, const std::uint64_t& fileVersion, std::ostream& stream);
-DataOStreamContainer createDataOStream(DataStreamType type, const std::uint64_t& fileVersion, KVofstreamBinary& stream);
+FILESYSTEM_EXPORT DataOStreamContainer createDataOStream(DataStreamType type, const std::uint64_t& fileVersion,
+                                                         std::ostream& stream);
+FILESYSTEM_EXPORT DataOStreamContainer createDataOStream(DataStreamType type, const std::uint64_t& fileVersion,
+                                                         KVofstreamBinary& stream);
 
 /// Writes the header line, then makes the stream. Type None writes nothing and
 /// gives an empty container; an unknown type throws std::logic_error("Not implemented").
-DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type, const std::uint64_t& fileVersion,
-                                                     std::ostream& stream);
-DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type, const std::uint64_t& fileVersion,
-                                                     KVofstreamBinary& stream);
+FILESYSTEM_EXPORT DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type,
+                                                                       const std::uint64_t& fileVersion,
+                                                                       std::ostream& stream);
+FILESYSTEM_EXPORT DataOStreamContainer createDataOStreamWithHeaderLine(DataStreamType type,
+                                                                       const std::uint64_t& fileVersion,
+                                                                       KVofstreamBinary& stream);
 
 /// An input stream of the type with the versions and byte order given; an
 /// empty container for an unknown type or a format version newer than
 /// DataStreamBase::latestVersion(), which this library cannot read.
-DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
-                                       const std::uint64_t& version, std::istream& stream,
-                                       Utilities::Endianness endianness);
-DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
-                                       const std::uint64_t& version, KVifstreamBinary& stream,
-                                       Utilities::Endianness endianness);
+FILESYSTEM_EXPORT DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
+                                                         const std::uint64_t& version, std::istream& stream,
+                                                         Utilities::Endianness endianness);
+FILESYSTEM_EXPORT DataIStreamContainer createDataIStream(DataStreamType type, const std::uint64_t& fileVersion,
+                                                         const std::uint64_t& version, KVifstreamBinary& stream,
+                                                         Utilities::Endianness endianness);
 
 /// Reads the header line and makes the stream it describes. A line that makes
 /// no sense (also one longer than 4096 characters, one with a number that does
 /// not fit 64 bits, or one that names a newer format) gives an empty container;
 /// the line is consumed either way. A number field that is missing or no number
 /// counts as 0.
-DataIStreamContainer createDataIStreamFromHeaderLine(std::istream& stream);
-DataIStreamContainer createDataIStreamFromHeaderLine(KVifstreamBinary& stream);
+FILESYSTEM_EXPORT DataIStreamContainer createDataIStreamFromHeaderLine(std::istream& stream);
+FILESYSTEM_EXPORT DataIStreamContainer createDataIStreamFromHeaderLine(KVifstreamBinary& stream);
 
 /// The type of a magic or type word of the header line ("TQBS", "Binary", ...); None for others.
-DataStreamType dataStreamTypeFromString(const std::string& word);
+FILESYSTEM_EXPORT DataStreamType dataStreamTypeFromString(const std::string& word);
 
 } // namespace FileSystem

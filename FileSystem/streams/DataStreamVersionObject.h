@@ -1,5 +1,6 @@
 #pragma once
 
+#include <FileSystem/Export.h>
 #include <FileSystem/streams/DataStream.h>
 #include <FileSystem/utilities/Version.h>
 
@@ -7,7 +8,7 @@ namespace FileSystem {
 
 /// Stamps a block of a stream with a three-part version, or reads the stamp
 /// and refuses versions outside what the reader accepts.
-class DataStreamVersionObject {
+class FILESYSTEM_EXPORT DataStreamVersionObject {
 public:
     /// Writes the three components as `int` values (as far as the stream stays good).
     DataStreamVersionObject(DataOStream& stream, const Utilities::Version<3, int>& version);

@@ -4,6 +4,7 @@
 // one blank, and in formatted mode they are laid out in lines with indentation.
 // Numbers go through the num_put and num_get facets of the stream's locale.
 
+#include <FileSystem/Export.h>
 #include <FileSystem/streams/DataStreamBase.h>
 #include <FileSystem/streams/DataStreamTransactions.h>
 
@@ -24,7 +25,7 @@ enum class TextNumberFormat : std::uint32_t {
 };
 
 /// The state of the text streams.
-class TextDataStreamBase : public DataStreamBase {
+class FILESYSTEM_EXPORT TextDataStreamBase : public DataStreamBase {
 public:
     TextDataStreamBase(const std::uint64_t& fileVersion, const std::uint64_t& version, TextNumberFormat format,
                        const std::locale& locale);
@@ -59,7 +60,8 @@ private:
     bool m_formatted = false;
 };
 
-class TextDataOStream : public DataOStreamBase<TextDataOStream, DataOStream>, public TextDataStreamBase {
+class FILESYSTEM_EXPORT TextDataOStream : public DataOStreamBase<TextDataOStream, DataOStream>,
+                                          public TextDataStreamBase {
 public:
     using DataOStreamBase::do_write;
 
@@ -111,7 +113,8 @@ private:
     std::ostream* m_stream;
 };
 
-class TextDataIStream : public DataIStreamBase<TextDataIStream, DataIStream>, public TextDataStreamBase {
+class FILESYSTEM_EXPORT TextDataIStream : public DataIStreamBase<TextDataIStream, DataIStream>,
+                                          public TextDataStreamBase {
 public:
     using DataIStreamBase::do_read;
 

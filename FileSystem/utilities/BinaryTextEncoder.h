@@ -1,5 +1,7 @@
 #pragma once
 
+#include <FileSystem/Export.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -10,7 +12,7 @@
 namespace Utilities {
 
 /// Turns bytes into text and back.
-class BinaryTextEncoder {
+class FILESYSTEM_EXPORT BinaryTextEncoder {
 public:
     virtual ~BinaryTextEncoder() = default;
     /// 2 for hexadecimal, 3 for Base64.
@@ -22,7 +24,7 @@ public:
 };
 
 /// An encoder with one option: upper case (hexadecimal) or padding (Base64).
-class BinaryTextEncoderBase : public BinaryTextEncoder {
+class FILESYSTEM_EXPORT BinaryTextEncoderBase : public BinaryTextEncoder {
 public:
     explicit BinaryTextEncoderBase(bool option = true) : m_option(option) {}
 
@@ -40,7 +42,7 @@ public:
 
 /// Two digits per byte, high nibble first. Decoding skips white space and
 /// takes digits of either case; an odd last digit is dropped.
-class BinaryTextEncoderHex : public BinaryTextEncoderEx<2, BinaryTextEncoderBase> {
+class FILESYSTEM_EXPORT BinaryTextEncoderHex : public BinaryTextEncoderEx<2, BinaryTextEncoderBase> {
 public:
     explicit BinaryTextEncoderHex(bool upperCase = true) : BinaryTextEncoderEx(upperCase) {}
 
@@ -72,7 +74,7 @@ public:
 };
 
 /// The Base64 alphabets.
-class BinaryTextEncoderBase64Base : public BinaryTextEncoderBase {
+class FILESYSTEM_EXPORT BinaryTextEncoderBase64Base : public BinaryTextEncoderBase {
 public:
     using BinaryTextEncoderBase::BinaryTextEncoderBase;
 };
@@ -80,7 +82,7 @@ public:
 /// Base64 with the standard alphabet of RFC 4648, no line breaks. Decoding
 /// skips white space and every '=' wherever they stand; a tail of two or three
 /// digits gives one or two bytes, a lone last digit is dropped.
-class BinaryTextEncoderBase64 : public BinaryTextEncoderEx<3, BinaryTextEncoderBase64Base> {
+class FILESYSTEM_EXPORT BinaryTextEncoderBase64 : public BinaryTextEncoderEx<3, BinaryTextEncoderBase64Base> {
 public:
     explicit BinaryTextEncoderBase64(bool padding = true) : BinaryTextEncoderEx(padding) {}
 

@@ -3,6 +3,7 @@
 // Why the last operation on the disk failed (an addition to the design, whose
 // operations answer by their results alone).
 
+#include <FileSystem/Export.h>
 
 #include <string>
 
@@ -16,7 +17,7 @@ namespace FileSystem {
 /// thread's own and is replaced by every later failing call, also by calls that
 /// fail as part of an operation that succeeds in the end (a probe whether a name
 /// exists, say). Read it right after the failed operation.
-struct SystemError {
+struct FILESYSTEM_EXPORT SystemError {
     std::string operation; ///< the system call, e.g. "openat" or "rename"
     std::string path;      ///< the path or name it was given; empty when it takes none
     int code = 0;          ///< the system's error number (errno); 0 when nothing failed
@@ -31,9 +32,9 @@ struct SystemError {
 };
 
 /// The record of the last failing system call made by the library on this thread.
-SystemError lastError();
+FILESYSTEM_EXPORT SystemError lastError();
 
 /// Forgets the record of this thread, so that a later lastError() shows only what failed after.
-void clearLastError() noexcept;
+FILESYSTEM_EXPORT void clearLastError() noexcept;
 
 } // namespace FileSystem

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <FileSystem/Export.h>
+
 #include <ios>
 #include <locale>
 
@@ -10,7 +12,7 @@ namespace Utilities {
 /// the end of its scope: a flag turned on in between is turned off again, so an
 /// operation that formats numbers its own way leaves the caller's stream as it
 /// found it.
-class StreamResetter {
+class FILESYSTEM_EXPORT StreamResetter {
 public:
     explicit StreamResetter(std::ios_base& stream)
         : m_stream(stream), m_flags(stream.flags()), m_precision(stream.precision()), m_width(stream.width()),

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <FileSystem/Export.h>
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -15,7 +17,7 @@ namespace Progress {
 
 /// A second, finer progress line beside the main one (for example the file
 /// within a batch). Receivers that show no such line use AdditionalProgressNone.
-class AdditionalProgressAbstract {
+class FILESYSTEM_EXPORT AdditionalProgressAbstract {
 public:
     virtual ~AdditionalProgressAbstract() = default;
 
@@ -24,7 +26,7 @@ public:
 };
 
 /// Accepts and drops everything.
-class AdditionalProgressNone : public AdditionalProgressAbstract {
+class FILESYSTEM_EXPORT AdditionalProgressNone : public AdditionalProgressAbstract {
 public:
     void setAdditionalRange(int) override {}
     void setAdditionalProgress(int, const std::string&) override {}
@@ -32,7 +34,7 @@ public:
 
 /// Keeps the last range, percentage and text, for receivers that show them
 /// when they get to it.
-class AdditionalProgressBase : public AdditionalProgressAbstract {
+class FILESYSTEM_EXPORT AdditionalProgressBase : public AdditionalProgressAbstract {
 public:
     void setAdditionalRange(int maximum) override { m_range = maximum; }
     void setAdditionalProgress(int percentage, const std::string& text) override {
@@ -57,7 +59,7 @@ private:
 ///
 /// A range of 0 means that the amount of work is not known yet; a range of 100
 /// means that percentages follow.
-class ToolProgress {
+class FILESYSTEM_EXPORT ToolProgress {
 public:
     virtual ~ToolProgress() = default;
 

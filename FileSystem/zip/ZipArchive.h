@@ -1,5 +1,6 @@
 #pragma once
 
+#include <FileSystem/Export.h>
 #include <FileSystem/files/FileCloser.h>
 #include <FileSystem/utilities/ToolProgress.h>
 #include <FileSystem/utilities/Version.h>
@@ -22,7 +23,7 @@ class Spool;
 
 /// The place of an entry in the archive it came from (with this engine both
 /// values hold the entry's index). Valid only for that archive.
-struct ZipLocation {
+struct FILESYSTEM_EXPORT ZipLocation {
     std::uint64_t centralDirectoryOffset = 0;
     std::uint64_t entryNumber = 0;
     friend bool operator==(const ZipLocation&, const ZipLocation&) = default;
@@ -48,7 +49,7 @@ struct ZipLocation {
 /// entry writes more bytes than it declares, every entry is checked (checksum,
 /// AES authentication) before it counts, and a failed entry leaves nothing
 /// under its name.
-class ZipArchive {
+class FILESYSTEM_EXPORT ZipArchive {
 public:
     enum class OpenMode : int {
         Create = 0, ///< a new archive; an existing one is replaced
@@ -286,14 +287,15 @@ private:
     bool openEngine(bool truncate);
     /// A reader of the data of entry `index`: from the archive, or from the
     /// spool for an entry added since the last commit.
-    std::unique_ptr<detail::EntryReader> readerOf(std::uint64_t index, const std::string& password) const;
+    FILESYSTEM_NO_EXPORT std::unique_ptr<detail::EntryReader> readerOf(std::uint64_t index,
+                                                                       const std::string& password) const;
     /// Adds an entry whose stored bytes the encoder wrote into `spool` from `offset` on;
     /// a non-empty password asks the engine to encrypt them at the commit (traditional
     /// encryption, or AES for stored entries, whose bytes the engine must see plain).
-    bool addSpooled(const std::string& name, const detail::EntryEncoder& encoder,
-                    const std::shared_ptr<detail::Spool>& spool, std::uint64_t offset, std::uint32_t attributes,
-                    std::int64_t modified, const std::string& comment, const std::string& enginePassword,
-                    bool engineAes);
+    FILESYSTEM_NO_EXPORT bool addSpooled(const std::string& name, const detail::EntryEncoder& encoder,
+                                         const std::shared_ptr<detail::Spool>& spool, std::uint64_t offset,
+                                         std::uint32_t attributes, std::int64_t modified, const std::string& comment,
+                                         const std::string& enginePassword, bool engineAes);
     FileInfo fileInfoAt(std::uint64_t index) const;
     std::optional<std::uint64_t> locate(const std::string& name) const;
     std::optional<std::uint64_t> indexOf(const std::optional<ZipLocation>& location) const;
@@ -321,7 +323,7 @@ private:
 };
 
 /// One entry of an archive as an object: a reader or a writer of it.
-class ZipArchive::FileInZip {
+class FILESYSTEM_EXPORT ZipArchive::FileInZip {
 public:
     /// On a reader the entry of that name; on a writer a new entry of that name.
     FileInZip(const std::string& path, ZipArchive* parent);
@@ -380,8 +382,8 @@ private:
 namespace ZipHelper {
 /// The names directly below `root` among entry names (each once, in order);
 /// with `directoriesOnly` only those that have entries below them.
-std::vector<std::string> extractTopLevel(const std::vector<std::string>& entries, const std::string& root,
-                                         bool directoriesOnly);
+FILESYSTEM_EXPORT std::vector<std::string> extractTopLevel(const std::vector<std::string>& entries,
+                                                           const std::string& root, bool directoriesOnly);
 } // namespace ZipHelper
 
 } // namespace FileSystem

@@ -98,6 +98,8 @@ TEST(ApplicationContext, AChildProcessKnowsItself) {
     EXPECT_EQ(facts.find("install-before")->second, "error: init application has to be invoked first");
     EXPECT_EQ(facts.find("ppid")->second, std::to_string(::getpid()));
     EXPECT_NE(facts.find("pid")->second, std::to_string(::getpid()));
+    // The probe links the shared library, which holds the library's code.
+    EXPECT_NE(Path::getLastToken(facts.find("module")->second).find("libFileSystem.so"), std::string::npos);
 }
 
 TEST(ApplicationContext, DevelopmentTrees) {
@@ -231,10 +233,11 @@ TEST(DynamicLibraryLinker, TheApplicationAndForeignHandles) {
     EXPECT_EQ(application.getPath(), std::filesystem::read_symlink("/proc/self/exe").string());
     EXPECT_NE(DynamicLibraryLinker::getApplicationFunctionPointer("malloc"), nullptr);
 
-    // The library's own code lies in the library's shared object.
+    // The library's code lies in the module it was linked into: this test program
+    // links it statically (the probe, linked with the shared library, shows that one).
     const std::string own = DynamicLibraryLinker::getPathFromAddress(
         reinterpret_cast<const void*>(static_cast<std::string (*)(const std::string&)>(&Path::getLastToken)));
-    EXPECT_NE(Path::getLastToken(own).find("libFileSystem.so"), std::string::npos);
+    EXPECT_EQ(own, std::filesystem::read_symlink("/proc/self/exe").string());
     EXPECT_EQ(DynamicLibraryLinker::getHandleFromAddress(nullptr), nullptr);
 
     DynamicLibraryLinker libm = DynamicLibraryLinker::fromFile("libm.so.6");

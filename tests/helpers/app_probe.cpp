@@ -1,7 +1,9 @@
 // Prints what the library knows about the application it runs in, one fact a
 // line; texts in hexadecimal so that any byte comes through. Used by tests.
 
+#include <FileSystem/environment/DynamicLibraryLinker.h>
 #include <FileSystem/environment/RuntimeEnvironment.h>
+#include <FileSystem/paths/Path.h>
 
 #include <cstdio>
 #include <string>
@@ -48,5 +50,8 @@ int main(int argc, char** argv) {
     printOrError("plugin", [] { return RuntimeEnvironment::pluginPath(); });
     print("pid", std::to_string(FileSystem::getApplicationPid()));
     print("ppid", std::to_string(FileSystem::getParentApplicationPid()));
+    // The module that holds the library's code: the shared library this program links.
+    print("module", FileSystem::DynamicLibraryLinker::getPathFromAddress(reinterpret_cast<const void*>(
+                        static_cast<std::string (*)(const std::string&)>(&FileSystem::Path::getLastToken))));
     return 0;
 }
