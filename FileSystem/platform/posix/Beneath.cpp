@@ -112,19 +112,6 @@ private:
     std::vector<Level> m_levels;
 };
 
-std::optional<std::string> linkText(int folder, const std::string& name) {
-    std::string buffer(256, '\0');
-    for (;;) {
-        const ssize_t n = ::readlinkat(folder, name.c_str(), buffer.data(), buffer.size());
-        if (n < 0)
-            return std::nullopt;
-        if (static_cast<std::size_t>(n) < buffer.size()) {
-            buffer.resize(static_cast<std::size_t>(n));
-            return buffer;
-        }
-        buffer.resize(buffer.size() * 2);
-    }
-}
 
 bool climbs(const std::deque<std::string>& parts) {
     for (const std::string& part : parts)
@@ -153,7 +140,7 @@ Step step(Walk& walk, const std::string& name, std::deque<std::string>& todo, in
         return S_ISDIR(st.st_mode) ? Step::Failed : Step::NotFolder;
     if (!followLinks)
         return Step::Failed;
-    const auto text = linkText(walk.current(), name);
+    const auto text = posix::readLinkAt(walk.current(), name);
     if (!text || text->empty() || (*text)[0] == '/' || ++links > kMaxLinks)
         return Step::Failed; // an absolute link always leaves the root
     std::deque<std::string> parts = componentsOf(*text);

@@ -11,6 +11,7 @@ namespace FileSystem::sys {
 
 using posix::isUsablePath;
 using posix::retryOnInterrupt;
+using posix::toTimespec;
 
 namespace {
 
@@ -43,24 +44,6 @@ int openPath(const std::string& path, int flags, mode_t mode = 0) {
 TimeStamp toTimeStamp(const struct statx_timestamp& t) { return {t.tv_sec, static_cast<std::int32_t>(t.tv_nsec)}; }
 
 TimeStamp toTimeStamp(const struct timespec& t) { return {t.tv_sec, static_cast<std::int32_t>(t.tv_nsec)}; }
-
-struct timespec toTimespec(const std::optional<TimeStamp>& t) {
-    struct timespec out {};
-    if (!t) {
-        out.tv_nsec = UTIME_OMIT;
-        return out;
-    }
-    // A value outside 0..999999999 would be refused: carry it into the seconds.
-    std::int64_t seconds = t->seconds + t->nanoseconds / 1000000000;
-    std::int64_t nanoseconds = t->nanoseconds % 1000000000;
-    if (nanoseconds < 0) {
-        nanoseconds += 1000000000;
-        --seconds;
-    }
-    out.tv_sec = static_cast<time_t>(seconds);
-    out.tv_nsec = static_cast<long>(nanoseconds);
-    return out;
-}
 
 } // namespace
 
@@ -199,18 +182,7 @@ bool changeMode(const std::string& path, std::uint32_t mode) {
 std::optional<std::string> readSymbolicLink(const std::string& path) {
     if (!isUsablePath(path))
         return std::nullopt;
-    std::string buffer(256, '\0');
-    for (;;) {
-        const ssize_t n =
-            posix::recorded("readlink", path, [&] { return ::readlink(path.c_str(), buffer.data(), buffer.size()); });
-        if (n < 0)
-            return std::nullopt;
-        if (static_cast<std::size_t>(n) < buffer.size()) {
-            buffer.resize(static_cast<std::size_t>(n));
-            return buffer;
-        }
-        buffer.resize(buffer.size() * 2);
-    }
+    return posix::readLinkAt(AT_FDCWD, path);
 }
 
 } // namespace FileSystem::sys

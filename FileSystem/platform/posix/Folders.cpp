@@ -18,6 +18,7 @@ namespace FileSystem::sys {
 
 using posix::isUsablePath;
 using posix::retryOnInterrupt;
+using posix::toTimespec;
 
 namespace {
 
@@ -72,24 +73,6 @@ std::optional<EntryStatus> statusAt(int folder, const std::string& name, bool fo
                         [&] { return ::fstatat(folder, name.c_str(), &st, followLink ? 0 : AT_SYMLINK_NOFOLLOW); }) != 0)
         return std::nullopt;
     return toStatus(st);
-}
-
-struct timespec toTimespec(const std::optional<TimeStamp>& t) {
-    struct timespec out {};
-    if (!t) {
-        out.tv_nsec = UTIME_OMIT;
-        return out;
-    }
-    // A value outside 0..999999999 would be refused: carry it into the seconds.
-    std::int64_t seconds = t->seconds + t->nanoseconds / 1000000000;
-    std::int64_t nanoseconds = t->nanoseconds % 1000000000;
-    if (nanoseconds < 0) {
-        nanoseconds += 1000000000;
-        --seconds;
-    }
-    out.tv_sec = static_cast<time_t>(seconds);
-    out.tv_nsec = static_cast<long>(nanoseconds);
-    return out;
 }
 
 RenameResult renameError(int error) {
@@ -533,18 +516,7 @@ bool Folder::removeFolder(const std::string& name) {
 std::optional<std::string> Folder::readLink(const std::string& name) const {
     if (m_fd < 0 || !isSingleName(name))
         return std::nullopt;
-    std::string buffer(256, '\0');
-    for (;;) {
-        const ssize_t n = posix::recorded(
-            "readlinkat", name, [&] { return ::readlinkat(m_fd, name.c_str(), buffer.data(), buffer.size()); });
-        if (n < 0)
-            return std::nullopt;
-        if (static_cast<std::size_t>(n) < buffer.size()) {
-            buffer.resize(static_cast<std::size_t>(n));
-            return buffer;
-        }
-        buffer.resize(buffer.size() * 2);
-    }
+    return posix::readLinkAt(m_fd, name);
 }
 
 bool Folder::createLink(const std::string& target, const std::string& name) {

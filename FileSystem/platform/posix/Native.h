@@ -2,8 +2,16 @@
 
 #include <FileSystem/platform/Errors.h>
 
+#include <FileSystem/platform/Files.h>
+
 #include <cerrno>
+#include <cstdint>
+#include <ctime>
+#include <fcntl.h>
+#include <optional>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace FileSystem::sys::posix {
 
@@ -31,6 +39,41 @@ auto recorded(const char* operation, const std::string& path, Call call) -> decl
     if (result == -1)
         recordError(operation, path);
     return result;
+}
+
+/// The text of the link `name` in `folder` (AT_FDCWD: a path); empty when it is no link or cannot be read.
+inline std::optional<std::string> readLinkAt(int folder, const std::string& name) {
+    std::string buffer(256, '\0');
+    for (;;) {
+        const ssize_t n =
+            recorded("readlinkat", name, [&] { return ::readlinkat(folder, name.c_str(), buffer.data(), buffer.size()); });
+        if (n < 0)
+            return std::nullopt;
+        if (static_cast<std::size_t>(n) < buffer.size()) {
+            buffer.resize(static_cast<std::size_t>(n));
+            return buffer;
+        }
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+/// A time for utimensat and futimens; no time leaves the file's own as it is.
+inline struct timespec toTimespec(const std::optional<TimeStamp>& t) {
+    struct timespec out {};
+    if (!t) {
+        out.tv_nsec = UTIME_OMIT;
+        return out;
+    }
+    // A value outside 0..999999999 would be refused: carry it into the seconds.
+    std::int64_t seconds = t->seconds + t->nanoseconds / 1000000000;
+    std::int64_t nanoseconds = t->nanoseconds % 1000000000;
+    if (nanoseconds < 0) {
+        nanoseconds += 1000000000;
+        --seconds;
+    }
+    out.tv_sec = static_cast<time_t>(seconds);
+    out.tv_nsec = static_cast<long>(nanoseconds);
+    return out;
 }
 
 } // namespace FileSystem::sys::posix
