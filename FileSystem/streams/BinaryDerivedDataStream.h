@@ -13,7 +13,9 @@
 
 namespace FileSystem {
 
-/// The base of binary streams that re-encode their raw bytes.
+/// The base of binary streams that re-encode their raw bytes: the values are
+/// the binary stream's bytes, which the derived stream's do_rawWrite turns
+/// into text. Its own type is None.
 class FILESYSTEM_EXPORT BinaryDerivedDataOStream : public BinaryDataOStream {
 public:
     using BinaryDataOStream::BinaryDataOStream;
@@ -22,7 +24,7 @@ public:
 
 /// The base of binary streams that decode their raw bytes. Characters that
 /// `ignoreCharacter` names (white space) may stand anywhere between the
-/// encoded characters.
+/// encoded characters. Its own type is None.
 class FILESYSTEM_EXPORT BinaryDerivedDataIStream : public BinaryDataIStream {
 public:
     using BinaryDataIStream::BinaryDataIStream;
@@ -58,12 +60,15 @@ private:
     bool m_ignoredKnown = false;
 };
 
-/// Every raw byte as two upper-case hexadecimal digits.
+/// Every raw byte as two upper-case hexadecimal digits, with no separators
+/// or line breaks.
 class FILESYSTEM_EXPORT BinaryHexDataOStream : public BinaryDerivedDataOStream {
 public:
     using BinaryDerivedDataOStream::BinaryDerivedDataOStream;
     using BinaryDataOStream::do_rawWrite;
     DataStreamType dataStreamType() override { return DataStreamType::BinaryHex; }
+    /// Writes the 2 times `size` digits of the bytes; false when the standard
+    /// stream fails. A null pointer writes nothing and is true.
     bool do_rawWrite(const char* data, std::uint64_t size) override;
 
 private:
@@ -71,6 +76,7 @@ private:
     std::string m_text; ///< the text of the last write, its memory used again
 };
 
+/// The reading partner of BinaryHexDataOStream; digits of either case.
 class FILESYSTEM_EXPORT BinaryHexDataIStream : public BinaryDerivedDataIStream {
 public:
     using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
@@ -85,16 +91,28 @@ private:
     Utilities::BinaryTextEncoderHex m_encoder{true};
 };
 
-/// Raw bytes in Base64. Bytes that do not fill a group of three wait for the
-/// next write; the destructor writes what still waits, with padding, so the
-/// stream is complete only after the stream object is gone.
+/// Raw bytes in Base64 (standard alphabet, with padding, no line breaks).
+/// Bytes that do not fill a group of three wait for the next write; the
+/// destructor writes what still waits, with padding, so the stream is complete
+/// only after the stream object is gone.
 class FILESYSTEM_EXPORT BinaryBase64DataOStream : public BinaryDerivedDataOStream {
 public:
     using BinaryDerivedDataOStream::BinaryDerivedDataOStream;
     using BinaryDataOStream::do_rawWrite;
+    /// Takes over the other writer's stream and the bytes that wait; the other
+    /// one then has nothing left to write.
     BinaryBase64DataOStream(BinaryBase64DataOStream&& other) noexcept;
+    /// Writes the bytes that still wait, as a padded last group; a failure
+    /// there shows only in the standard stream's state.
     ~BinaryBase64DataOStream() override;
     DataStreamType dataStreamType() override { return DataStreamType::BinaryBase64; }
+    /// Of the waiting bytes followed by this write's, encodes as many as the
+    /// size of this write rounded down to a multiple of three; the rest waits.
+    /// The rounding looks at this write alone, as the format has it: writes of
+    /// element sizes (1, 2, 4, 8 bytes) come out whole and in order, but a
+    /// write whose size is a multiple of three while bytes wait emits them with
+    /// it, padded, and keeps them waiting. False when the standard stream
+    /// fails; a null pointer writes nothing and is true.
     bool do_rawWrite(const char* data, std::uint64_t size) override;
 
 private:
@@ -107,11 +125,14 @@ private:
     std::string m_text; ///< the text of the last write, its memory used again
 };
 
+/// The reading partner of BinaryBase64DataOStream. White space may stand
+/// anywhere between the characters; bytes decoded beyond a read wait for the
+/// next one, and a rollback brings back those that waited at the start.
 class FILESYSTEM_EXPORT BinaryBase64DataIStream : public BinaryDerivedDataIStream {
 public:
     /// The decoded bytes that were not handed out yet when a transaction started.
     struct AdditionalBase64TransactionData : AdditionalTransactionData {
-        std::vector<std::byte> leftover;
+        std::vector<std::byte> leftover; ///< those bytes, in order
     };
 
     using BinaryDerivedDataIStream::BinaryDerivedDataIStream;
@@ -124,7 +145,9 @@ public:
     bool do_rawRead(char* data, std::uint64_t size) override;
 
 protected:
+    /// A copy of the decoded bytes that wait.
     std::unique_ptr<AdditionalTransactionData> startAdditionalTransactionData() override;
+    /// Puts back the waiting bytes of the copy (other records are ignored).
     void rollbackAdditionaTransactionData(std::unique_ptr<AdditionalTransactionData>&& data) override;
 
 private:

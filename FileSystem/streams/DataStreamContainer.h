@@ -102,26 +102,36 @@ namespace FileSystem {
     int do_rawPeek() override;
 
 /// Forwards every operation to the stream that `get()` names. With no stream,
-/// value operations and `good()` are false, getters 0, and `seek`,
-/// `failStream` and `do_setWriteIndent` do nothing.
+/// value operations and `good()` are false, getters 0 (the type None), and
+/// `seek`, `failStream` and `do_setWriteIndent` do nothing.
 class FILESYSTEM_EXPORT DataOStreamContainerBase : public DataOStream {
 public:
     FILESYSTEM_DATA_OSTREAM_OPERATIONS
+    /// The stream that every operation goes to; null for an empty container.
     virtual DataOStream* get() const = 0;
 };
 
+/// Forwards every operation to the stream that `get()` names. With no stream,
+/// value operations, transactions and `good()` are false, getters 0 (the type
+/// None), `do_rawPeek` -1, and `seek` and `failStream` do nothing.
 class FILESYSTEM_EXPORT DataIStreamContainerBase : public DataIStream {
 public:
     FILESYSTEM_DATA_ISTREAM_OPERATIONS
+    /// The stream that every operation goes to; null for an empty container.
     virtual DataIStream* get() const = 0;
 };
 
 /// Owns a concrete output stream (not the standard stream beneath it).
 class FILESYSTEM_EXPORT DataOStreamContainer : public DataOStreamContainerBase {
 public:
+    /// An empty container (as the factory gives for a failure).
     DataOStreamContainer() = default;
+    /// Takes the stream; a null one gives an empty container.
     explicit DataOStreamContainer(std::unique_ptr<DataOStream> stream) : m_stream(std::move(stream)) {}
+    /// Takes the other container's stream; the other one is left empty.
     DataOStreamContainer(DataOStreamContainer&& other) noexcept = default;
+    /// Destroys the stream held so far (a Base64 writer writes its last group
+    /// then) and takes the other container's.
     DataOStreamContainer& operator=(DataOStreamContainer&& other) noexcept = default;
     DataOStream* get() const override { return m_stream.get(); }
 
@@ -132,9 +142,13 @@ private:
 /// Owns a concrete input stream (not the standard stream beneath it).
 class FILESYSTEM_EXPORT DataIStreamContainer : public DataIStreamContainerBase {
 public:
+    /// An empty container (as the factory gives for a failure).
     DataIStreamContainer() = default;
+    /// Takes the stream; a null one gives an empty container.
     explicit DataIStreamContainer(std::unique_ptr<DataIStream> stream) : m_stream(std::move(stream)) {}
+    /// Takes the other container's stream; the other one is left empty.
     DataIStreamContainer(DataIStreamContainer&& other) noexcept = default;
+    /// Destroys the stream held so far and takes the other container's.
     DataIStreamContainer& operator=(DataIStreamContainer&& other) noexcept = default;
     DataIStream* get() const override { return m_stream.get(); }
 
@@ -142,15 +156,25 @@ private:
     std::unique_ptr<DataIStream> m_stream;
 };
 
-/// Writes every value as one binary-data operation of the wrapped stream, in
-/// the adapter's byte order: over a text stream all values become hexadecimal
-/// tokens (floating values keep every bit), over a binary stream they stand in
-/// the adapter's order rather than the stream's.
+/// Writes every array of values as one binary-data operation of the wrapped
+/// stream: the values' bytes in their width on the stream, laid out
+/// little-endian, handed over as if stored in the adapter's byte order. Over a
+/// binary stream of the adapter's order they so stand little-endian, over one
+/// of the other order big-endian; over a text stream a little-endian adapter
+/// writes each value as one hexadecimal token, most significant digit first,
+/// and floating values keep every bit. A value that does not fit its width
+/// fails the wrapped stream (the values before it are written). Raw bytes go
+/// through the same operation with elements of 1 byte; comments, line ends,
+/// indentation and the stream's state go to the wrapped stream as they are.
+/// The type is always Binary.
 class FILESYSTEM_EXPORT DataOStreamBinaryAdapter : public DataOStream {
 public:
+    /// Wraps `stream` (not owned; it must outlive the adapter) with the byte
+    /// order that values are handed over in; None fails every value write.
     DataOStreamBinaryAdapter(DataOStream& stream, Utilities::Endianness endianness)
         : m_stream(&stream), m_endianness(endianness) {}
     FILESYSTEM_DATA_OSTREAM_OPERATIONS
+    /// The wrapped stream.
     DataOStream* get() const { return m_stream; }
 
 private:
@@ -160,12 +184,18 @@ private:
     Utilities::Endianness m_endianness;
 };
 
-/// The reading partner of DataOStreamBinaryAdapter.
+/// The reading partner of DataOStreamBinaryAdapter: over the same kind of
+/// stream and with the same byte order it reads the values back. An array
+/// whose read fails leaves the values untouched. Transactions, comments,
+/// peeks and the stream's state go to the wrapped stream as they are.
 class FILESYSTEM_EXPORT DataIStreamBinaryAdapter : public DataIStream {
 public:
+    /// Wraps `stream` (not owned; it must outlive the adapter) with the
+    /// writer's byte order.
     DataIStreamBinaryAdapter(DataIStream& stream, Utilities::Endianness endianness)
         : m_stream(&stream), m_endianness(endianness) {}
     FILESYSTEM_DATA_ISTREAM_OPERATIONS
+    /// The wrapped stream.
     DataIStream* get() const { return m_stream; }
 
 private:

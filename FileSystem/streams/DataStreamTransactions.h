@@ -26,6 +26,7 @@ public:
         return true;
     }
 
+    /// Pushes the stream's read position (`tellg`) with `extra`; true.
     bool start(std::istream& stream, Extra extra) {
         m_entries.push_back(Entry{stream.tellg(), std::move(extra)});
         return true;
@@ -46,6 +47,9 @@ public:
         return true;
     }
 
+    /// Rolls back the transactions from the last to the first, so that the
+    /// stream stands where the first one started; false, with the
+    /// transactions not yet rolled back still open, when the stream is bad.
     template <class Restore>
     bool rollbackAll(std::istream& stream, Restore&& restore) {
         while (!m_entries.empty())
@@ -54,17 +58,20 @@ public:
         return true;
     }
 
+    /// Forgets the last start (if any); true.
     bool commitLast() {
         if (!m_entries.empty())
             m_entries.pop_back();
         return true;
     }
 
+    /// Forgets every start; true.
     bool commitAll() {
         m_entries.clear();
         return true;
     }
 
+    /// Whether a transaction is open.
     bool active() const noexcept { return !m_entries.empty(); }
 
 private:

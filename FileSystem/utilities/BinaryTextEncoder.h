@@ -11,9 +11,11 @@
 
 namespace Utilities {
 
-/// Turns bytes into text and back.
+/// Turns bytes into text and back. Encoders hold no state between calls; a
+/// failure gives an empty result, never an exception of their own.
 class FILESYSTEM_EXPORT BinaryTextEncoder {
 public:
+    /// Encoders are used through this interface.
     virtual ~BinaryTextEncoder() = default;
     /// 2 for hexadecimal, 3 for Base64.
     virtual int type() const = 0;
@@ -26,10 +28,11 @@ public:
 /// An encoder with one option: upper case (hexadecimal) or padding (Base64).
 class FILESYSTEM_EXPORT BinaryTextEncoderBase : public BinaryTextEncoder {
 public:
+    /// An encoder with the option on (the default) or off.
     explicit BinaryTextEncoderBase(bool option = true) : m_option(option) {}
 
 protected:
-    bool m_option;
+    bool m_option; ///< upper-case digits (hexadecimal) or padding (Base64)
 };
 
 /// Gives an encoder its type number.
@@ -37,6 +40,7 @@ template <int Type, class Base>
 class BinaryTextEncoderEx : public Base {
 public:
     using Base::Base;
+    /// The `Type` argument: 2 for hexadecimal, 3 for Base64.
     int type() const override { return Type; }
 };
 
@@ -44,10 +48,15 @@ public:
 /// takes digits of either case; an odd last digit is dropped.
 class FILESYSTEM_EXPORT BinaryTextEncoderHex : public BinaryTextEncoderEx<2, BinaryTextEncoderBase> {
 public:
+    /// Digits "0123456789ABCDEF" (the default) or, with `upperCase` false, lower case.
     explicit BinaryTextEncoderHex(bool upperCase = true) : BinaryTextEncoderEx(upperCase) {}
 
+    /// Whether the letter digits are upper case.
     bool upperCase() const noexcept { return m_option; }
+    /// Two digits per byte; always a value.
     std::optional<std::string> encode(std::span<const std::byte> data) const override;
+    /// The bytes of the pairs of digits; empty at a character that is neither
+    /// a digit nor white space.
     std::optional<std::vector<std::byte>> decode(std::span<const char> text) const override;
 
     /// Appends the text of the bytes to `out`.
@@ -73,7 +82,8 @@ public:
     };
 };
 
-/// The Base64 alphabets.
+/// The base of the Base64 encoders: the option is the padding. Only the
+/// standard alphabet is made (BinaryTextEncoderBase64).
 class FILESYSTEM_EXPORT BinaryTextEncoderBase64Base : public BinaryTextEncoderBase {
 public:
     using BinaryTextEncoderBase::BinaryTextEncoderBase;
@@ -84,20 +94,31 @@ public:
 /// digits gives one or two bytes, a lone last digit is dropped.
 class FILESYSTEM_EXPORT BinaryTextEncoderBase64 : public BinaryTextEncoderEx<3, BinaryTextEncoderBase64Base> {
 public:
+    /// With `padding` (the default) a last group of one or two bytes is filled
+    /// up to four characters with '='; without it, it stays two or three.
     explicit BinaryTextEncoderBase64(bool padding = true) : BinaryTextEncoderEx(padding) {}
 
+    /// Whether last groups are padded.
     bool padding() const noexcept { return m_option; }
+    /// Four characters per three bytes; empty for input too large to encode
+    /// (0xBFFFFFFFFFFFFFFE bytes or more).
     std::optional<std::string> encode(std::span<const std::byte> data) const override;
     /// Appends the text of the bytes to `out` (whose memory can so be used
     /// again); false, and nothing appended, for input too large to encode.
     bool encodeTo(std::span<const std::byte> data, std::string& out) const;
+    /// The bytes of the text (see the class); empty at a character that is not
+    /// of the alphabet, '=' or white space.
     std::optional<std::vector<std::byte>> decode(std::span<const char> text) const override;
 
     /// Decodes a text that arrives in pieces: `feed` each piece (false at a
     /// character that is not of the alphabet), then `finish`.
     class Decoder {
     public:
+        /// Appends the bytes of the whole groups that the piece completes to
+        /// `out`; false at a character that is not of the alphabet, '=' or
+        /// white space, and then nothing of the piece is appended.
         bool feed(std::span<const char> text, std::vector<std::byte>& out);
+        /// Appends the bytes of an unfinished group (at most 2) and starts anew.
         void finish(std::vector<std::byte>& out);
 
         /// The most bytes that `feed` of `characters` characters writes (whole

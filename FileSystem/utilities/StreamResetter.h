@@ -14,6 +14,7 @@ namespace Utilities {
 /// found it.
 class FILESYSTEM_EXPORT StreamResetter {
 public:
+    /// Saves the stream's format; the stream must outlive the resetter.
     explicit StreamResetter(std::ios_base& stream)
         : m_stream(stream), m_flags(stream.flags()), m_precision(stream.precision()), m_width(stream.width()),
           m_locale(stream.getloc()) {
@@ -22,6 +23,7 @@ public:
             m_fill = ios->fill();
         }
     }
+    /// Puts the saved format back.
     virtual ~StreamResetter() {
         if (m_ios) {
             m_ios->fill(m_fill);
@@ -34,8 +36,11 @@ public:
         m_stream.width(m_width);
         m_stream.flags(m_flags);
     }
+    ///@{
+    /// One resetter per saved state: not copied.
     StreamResetter(const StreamResetter&) = delete;
     StreamResetter& operator=(const StreamResetter&) = delete;
+    ///@}
 
 private:
     std::ios_base& m_stream;

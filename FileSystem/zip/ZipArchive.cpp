@@ -52,7 +52,6 @@ ZipArchive& ZipArchive::operator=(ZipArchive&& other) noexcept {
         m_compressionLevel = other.m_compressionLevel;
         m_attempts = other.m_attempts;
         m_password = std::move(other.m_password);
-        m_truncatePending = other.m_truncatePending;
         m_write = std::move(other.m_write);
     }
     return *this;
@@ -71,7 +70,6 @@ bool ZipArchive::open(const std::string& fileName, OpenMode mode) {
     m_mode = mode;
     switch (mode) {
     case OpenMode::Create:
-        m_truncatePending = true;
         return openEngine(true);
     case OpenMode::Add:
     case OpenMode::Read:
@@ -125,7 +123,6 @@ bool ZipArchive::commit() {
     if (zip_close(archive) != 0)
         return false; // the archive on disk is as it was; what was added stays pending
     m_handle.release(); // the engine let go of it
-    m_truncatePending = false;
     m_write->entries.clear();
     m_write->spool->clear();
     // A writer goes on adding to what is on disk now.
@@ -152,14 +149,13 @@ void ZipArchive::close() {
         return;
     if (isZipping()) {
         auto* archive = static_cast<zip_t*>(m_handle.release());
-        if (zip_close(archive) != 0)
-            zip_discard(archive);
-        else
-            m_truncatePending = false;
-        // The engine writes no file for an archive without entries: an empty archive is still one.
-        if (!File::exists(m_fileName) || m_truncatePending)
+        if (zip_close(archive) != 0) {
+            zip_discard(archive); // what was on disk stays as it was
+        } else if (!File::exists(m_fileName)) {
+            // The engine writes no file for an archive it was given nothing for:
+            // an empty archive is still one.
             detail::writeEmptyArchive(toSystemPath(m_fileName));
-        m_truncatePending = false;
+        }
     }
     m_handle.reset();
     m_entries.clear();

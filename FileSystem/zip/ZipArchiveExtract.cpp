@@ -180,7 +180,11 @@ bool ZipArchive::extractFileFromZip(const std::string& name, const std::string& 
 
 bool ZipArchive::extractFileFromZip(const std::optional<ZipLocation>& location, const std::string& path) const {
     const auto index = indexOf(location);
-    return index && extractEntry(*index, path);
+    if (!index)
+        return false;
+    const FileInfo info = fileInfoAt(*index);
+    // A folder entry has no data to put in a file.
+    return !isDirectory(info.name, info.externalAttributes, info.versionMadeBy) && extractEntry(*index, path);
 }
 
 std::optional<std::string> ZipArchive::extractDataFromZip(const std::string& name) const {

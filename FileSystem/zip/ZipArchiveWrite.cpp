@@ -240,13 +240,23 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
     detail::Spool& spool = *m_write->spool;
     std::vector<unsigned char> block(static_cast<std::size_t>(s_ChuckSize));
     std::size_t scheduled = 0;
+    // However the add ends (stopped, failed, thrown), the archive's names are
+    // those it held and those that were really added: a name that was planned
+    // but not added must not pass for an entry later.
+    struct NamesGuard {
+        std::set<std::string>& entries;
+        std::set<std::string> names;
+        ~NamesGuard() { entries = std::move(names); }
+    } added{m_entries, entriesBefore};
     for (const auto& [key, record] : records) {
         const std::int64_t modified = record.modified != 0 ? record.modified : record.created;
         if (!tracker.count(1))
             return false;
         if (record.isDirectory) {
-            if (writeDirectoryEntry(record.entryName, modified, record.attributes))
+            if (writeDirectoryEntry(record.entryName, modified, record.attributes)) {
                 ++scheduled;
+                added.names.insert(key);
+            }
             continue;
         }
         FilePointer file = ZipArchive::fopen(record.diskPath, "rb", m_attempts);
@@ -279,8 +289,10 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
         if (!encoder.finish() || !drain(encoder, spool))
             return false;
         if (addSpooled(record.entryName, encoder, m_write->spool, offset, record.attributes, modified,
-                       s_zipCommentTesselPrefix, stored ? m_password : std::string(), true))
+                       s_zipCommentTesselPrefix, stored ? m_password : std::string(), true)) {
             ++scheduled;
+            added.names.insert(key);
+        }
     }
     return scheduled == records.size() && tracker.done() == tracker.total();
 }

@@ -128,3 +128,27 @@ TEST(ZipWriting, KilledWritersLeaveTheArchiveAsItWas) {
         }
     }
 }
+
+TEST(ZipWriting, StoppedAddsLeaveNoNamesAndCreateReplaces) {
+    TestSupport::TempDir dir;
+    dir.write("src/big.bin", std::string(200000, 'b'));
+    ZipArchive zip(dir / "a.zip", Mode::Create, 1);
+    const Tools::ProgressFunction stop = [](std::uint64_t, std::uint64_t) { return false; };
+    EXPECT_FALSE(zip.addToZipAs(dir / "src/big.bin", "big.bin", false, false, {}, stop));
+    EXPECT_FALSE(zip.getFileInfo("big.bin").has_value());
+    // The name was not taken by the stopped add: a second add writes the entry.
+    EXPECT_TRUE(zip.addToZipAs(dir / "src/big.bin", "big.bin", false, false));
+    EXPECT_TRUE(zip.createDirectoryInZip("folder"));
+    zip.close();
+    ZipArchive reader(dir / "a.zip", Mode::Read, 1);
+    EXPECT_EQ(reader.extractDataFromZip("big.bin"), std::string(200000, 'b'));
+    // A folder entry cannot be extracted as a file.
+    EXPECT_FALSE(reader.extractFileFromZip(reader.findFileNameInZip("folder/", false, true), dir / "folder.txt"));
+    EXPECT_FALSE(fs::exists(dir / "folder.txt"));
+    reader.close();
+
+    // An archive created over an old one replaces it, also when it is given nothing.
+    ZipArchive(dir / "a.zip", Mode::Create, 1).close();
+    EXPECT_EQ(ZipArchive(dir / "a.zip", Mode::Read, 1).numberOfEntries(), 0u);
+    EXPECT_EQ(fs::file_size(dir / "a.zip"), 22u);
+}

@@ -212,7 +212,12 @@ zip_t* openArchive(const std::string& nativePath, ArchiveAccess access) {
         return nullptr;
     }
     file.release(); // the source owns it from here on
-    const int flags = access == ArchiveAccess::Read ? ZIP_RDONLY : ZIP_CREATE;
+    // A created archive replaces the old one when it is written, also when it
+    // was given nothing: the engine then asks the source to remove the archive,
+    // which writes an empty one in its place.
+    const int flags = access == ArchiveAccess::Read      ? ZIP_RDONLY
+                      : access == ArchiveAccess::Replace ? ZIP_CREATE | ZIP_TRUNCATE
+                                                         : ZIP_CREATE;
     zip_t* archive = zip_open_from_source(source, flags, &error);
     if (archive == nullptr)
         zip_source_free(source);
