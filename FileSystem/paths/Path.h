@@ -38,7 +38,7 @@ public:
     // ---- Tokens and names ------------------------------------------------
 
     /// The last name ("c" of "/a/b/c/"); trailing slashes are ignored. A path of
-    /// a reserved prefix alone gives the prefix, one of slashes alone "".
+    /// a reserved prefix alone gives the prefix ("//" too), "/" gives "".
     ///@{
     std::string getLastToken() const;
     static std::string getLastToken(const std::string& path);
@@ -272,8 +272,8 @@ public:
     /// reaches that file and no other.
     static std::string normaliseForSystem(const std::string& path);
 
-    /// The longest leading part, token by token, that names the same existing
-    /// folder for both paths (asked on disk); empty when there is none.
+    /// The longest leading part, token by token, at which both paths name the
+    /// same existing file or folder on disk; empty when there is none.
     ///@{
     std::string lastCommonParentPath(const std::string& other) const;
     static std::string lastCommonParentPath(const std::string& a, const std::string& b);

@@ -21,7 +21,9 @@ class FILESYSTEM_EXPORT AdditionalProgressAbstract {
 public:
     virtual ~AdditionalProgressAbstract() = default;
 
+    /// Sets the largest value of the line (100 for percentages).
     virtual void setAdditionalRange(int maximum) = 0;
+    /// Reports a value (0 to the range) with a text, which may be empty.
     virtual void setAdditionalProgress(int percentage, const std::string& text) = 0;
 };
 
@@ -42,9 +44,12 @@ public:
         m_text = text;
     }
 
+    /// The last range (100 until one is set), value and text.
+    ///@{
     int additionalRange() const { return m_range; }
     int additionalPercentage() const { return m_percentage; }
     const std::string& additionalText() const { return m_text; }
+    ///@}
 
 private:
     int m_range = 100;
@@ -63,6 +68,8 @@ class FILESYSTEM_EXPORT ToolProgress {
 public:
     virtual ~ToolProgress() = default;
 
+    /// Sets the largest value of the progress: 0 while the amount of work is
+    /// not known, 100 for percentages.
     virtual void setRange(int maximum) = 0;
     /// Reports a percentage (0 to the range) with a text, which may be empty.
     virtual void setProgress(int percentage, const std::string& text) = 0;

@@ -19,9 +19,12 @@ class Version {
     static_assert(std::is_integral_v<T> && std::is_signed_v<T>, "components are signed integers");
 
 public:
+    /// The type of a component.
     using value_type = T;
+    /// The number of components, N.
     static constexpr std::size_t size() noexcept { return N; }
 
+    /// The empty version: every component -1.
     constexpr Version() noexcept { m_parts.fill(T(-1)); }
 
     /// The first components from the list; the rest stay -1, extra values are ignored.
@@ -50,14 +53,19 @@ public:
         }
     }
 
+    /// The version of a text, as the constructor from text reads it.
     static Version fromString(std::string_view text, std::string_view separators = ".") {
         return Version(text, separators);
     }
 
+    /// Component `i` (0 is the most significant); `i` must be below N.
+    ///@{
     constexpr T operator[](std::size_t i) const noexcept { return m_parts[i]; }
     constexpr T& operator[](std::size_t i) noexcept { return m_parts[i]; }
     constexpr T get(std::size_t i) const noexcept { return m_parts[i]; }
     constexpr void set(std::size_t i, T value) noexcept { m_parts[i] = value; }
+    ///@}
+    /// All components, most significant first.
     constexpr const std::array<T, N>& parts() const noexcept { return m_parts; }
 
     /// True when no component is given.
@@ -68,7 +76,7 @@ public:
         return true;
     }
 
-    /// All components in decimal, joined by '.'.
+    /// All components in decimal, joined by '.', missing ones as -1 ("2025.0.-1.-1").
     std::string toString() const {
         std::string text;
         for (std::size_t i = 0; i < N; ++i) {
@@ -79,8 +87,11 @@ public:
         return text;
     }
 
+    /// Versions compare component by component, most significant first.
+    ///@{
     friend constexpr auto operator<=>(const Version&, const Version&) noexcept = default;
     friend constexpr bool operator==(const Version&, const Version&) noexcept = default;
+    ///@}
 
 private:
     static T parseComponent(std::string_view piece) noexcept {
