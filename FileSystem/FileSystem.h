@@ -34,6 +34,12 @@
 #include <FileSystem/files/PosixFilePermissionFlag.h>
 #include <FileSystem/files/StreamUtilities.h>
 
+#include <FileSystem/storage/FileSystem2.h>
+#include <FileSystem/storage/FileSystem2Local.h>
+#include <FileSystem/storage/StorageSystem.h>
+#include <FileSystem/storage/StorageSystemFile.h>
+#include <FileSystem/storage/StorageSystemTypes.h>
+
 #include <FileSystem/paths/OSPaths.h>
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
