@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <string>
 
 namespace FileSystem::sys {
@@ -28,6 +29,15 @@ std::FILE* openStdioDescriptor(const std::string& path, int flags, std::uint32_t
 bool isStandardStream(std::FILE* file) noexcept;
 std::int64_t tell(std::FILE* file) noexcept;
 int seek(std::FILE* file, std::int64_t offset, int origin) noexcept;
+
+enum class StreamCopyResult { Done, Stopped, Failed, Unsupported };
+
+/// Copies from the position of `from` to its end, to the position of `to`, in
+/// the kernel (`chunk` bytes at a time, `progress` told the bytes done after
+/// each; false stops), and leaves both streams after what was copied.
+/// Unsupported, with nothing copied, where the files cannot be copied so.
+StreamCopyResult copyBetweenStreams(std::FILE* from, std::FILE* to, std::uint64_t chunk,
+                                    const std::function<bool(std::uint64_t)>& progress);
 
 /// Opens a standard file buffer on a path.
 bool openFileBuffer(std::filebuf& buffer, const std::string& path, std::ios::openmode mode);

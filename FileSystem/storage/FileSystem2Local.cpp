@@ -5,6 +5,7 @@
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/paths/Path.h>
+#include <FileSystem/platform/Stdio.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -352,6 +353,36 @@ std::uint64_t FileSystem2LocalFile::do_write(const char* buffer, std::uint64_t c
     if (!m_stream || buffer == nullptr)
         return 0;
     return FileSystem::fwrite(buffer, 1, static_cast<std::size_t>(count), m_stream);
+}
+
+bool FileSystem2LocalFile::do_copy(const StorageSystemFile& destination, const StorageSystemProgress& progress,
+                                   const std::optional<std::uint64_t>& chunkSize) const {
+    const auto* local = dynamic_cast<const FileSystem2LocalFile*>(&destination);
+    const std::uint64_t chunk =
+        chunkSize ? *chunkSize
+                  : autoChuckSize(recommendedReadBufferSize(), destination.recommendedWriteBufferSize());
+    if (local == nullptr || !m_stream || !local->m_stream || chunk == 0 || !isReadable() || !local->isWriteable())
+        return FileSystem2File::do_copy(destination, progress, chunkSize);
+    const std::uint64_t total = size();
+    if (progress && !progress(0, total))
+        return false;
+    const auto told = [&](std::uint64_t done) { return !progress || progress(done, total); };
+    switch (sys::copyBetweenStreams(m_stream.get(), local->m_stream.get(), chunk, told)) {
+    case sys::StreamCopyResult::Done:
+        return true;
+    case sys::StreamCopyResult::Unsupported: {
+        // Through memory; its first report of nothing done was made already.
+        bool first = true;
+        const StorageSystemProgress rest = [&](std::uint64_t done, std::uint64_t all) {
+            const bool repeat = first && done == 0;
+            first = false;
+            return repeat || !progress || progress(done, all);
+        };
+        return FileSystem2File::do_copy(destination, rest, chunkSize);
+    }
+    default:
+        return false;
+    }
 }
 
 PosixFilePermissions FileSystem2LocalFile::do_permissions() const {

@@ -102,6 +102,11 @@ protected:
     std::uint64_t do_size() const override;
     const FileSystem2& do_fileSystem() const override { return *m_fileSystem; }
     ///@}
+    /// Between two local files the kernel copies the bytes (in chunks, with
+    /// progress after each); otherwise, and where the file systems cannot, the
+    /// bytes go through memory as for any storage.
+    bool do_copy(const StorageSystemFile& destination, const StorageSystemProgress& progress,
+                 const std::optional<std::uint64_t>& chunkSize) const override;
 
 private:
     const FileSystem2* m_fileSystem;

@@ -413,3 +413,36 @@ TEST(FileSystem2Local, HostileIdsNeverCrash) {
     EXPECT_EQ(storage.directoryListFileNames(dir.path(), "", kWildcard), std::vector<std::string>{"x"});
     EXPECT_TRUE(storage.directoryRemove("", true));
 }
+
+TEST(FileSystem2Local, OpenFileCopiesBetweenLocalStorages) {
+    TestSupport::TempDir dir;
+    std::string data;
+    for (int i = 0; i < 300000; ++i)
+        data += static_cast<char>('a' + i % 26);
+    dir.write("source.txt", data);
+    const FileSystem2Local from;
+    const FileSystem2Local to;
+    const auto read = StorageSystemFileOpenMode(Mode::Read) | Mode::NoCreate;
+    const auto write = StorageSystemFileOpenMode(Mode::Write) | Mode::Truncate;
+    {
+        // From the source's position to the destination's, in chunks, and both go on from there.
+        const auto in = from.fileOpenBinary(dir / "source.txt", read, StorageSystem::defaultFilePermissions);
+        const auto out = to.fileOpenBinary(dir / "copy.txt", write, StorageSystem::defaultFilePermissions);
+        ASSERT_TRUE(in && out);
+        ASSERT_FALSE(in->seek(10)); // false: no error
+        ASSERT_EQ(out->write("head", 4), 4u);
+        std::vector<std::uint64_t> reports;
+        EXPECT_TRUE(in->copy(*out, [&](std::uint64_t done, std::uint64_t) { reports.push_back(done); return true; },
+                             std::uint64_t(65536)));
+        ASSERT_EQ(out->write("tail", 4), 4u);
+        EXPECT_TRUE(in->eof() || in->read(1).empty());
+        EXPECT_GE(reports.size(), 5u); // before the first chunk and after each
+        EXPECT_EQ(reports.front(), 0u);
+        EXPECT_EQ(reports.back(), data.size() - 10);
+    }
+    EXPECT_EQ(File::readWholeFile(dir / "copy.txt", true), "head" + data.substr(10) + "tail");
+    // A copy that its progress stops is false.
+    const auto in = from.fileOpenBinary(dir / "source.txt", read, StorageSystem::defaultFilePermissions);
+    const auto out = to.fileOpenBinary(dir / "stopped.txt", write, StorageSystem::defaultFilePermissions);
+    EXPECT_FALSE(in->copy(*out, [](std::uint64_t done, std::uint64_t) { return done < 100000; }, std::uint64_t(65536)));
+}

@@ -77,6 +77,44 @@ int seek(std::FILE* file, std::int64_t offset, int origin) noexcept {
     return ::fseeko(file, static_cast<off_t>(offset), origin);
 }
 
+StreamCopyResult copyBetweenStreams(std::FILE* from, std::FILE* to, std::uint64_t chunk,
+                                    const std::function<bool(std::uint64_t)>& progress) {
+    if (from == nullptr || to == nullptr || chunk == 0 || std::fflush(to) != 0)
+        return StreamCopyResult::Failed;
+    off_t in = ::ftello(from);
+    off_t out = ::ftello(to);
+    if (in < 0 || out < 0)
+        return StreamCopyResult::Unsupported;
+    const int fdIn = ::fileno(from);
+    const int fdOut = ::fileno(to);
+    std::uint64_t done = 0;
+    StreamCopyResult result = StreamCopyResult::Done;
+    for (;;) {
+        const ssize_t n = posix::retryOnInterrupt(
+            [&] { return ::copy_file_range(fdIn, &in, fdOut, &out, static_cast<std::size_t>(chunk), 0); });
+        if (n < 0) {
+            const bool unsupported = errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
+                                     errno == EBADF || errno == EPERM || errno == ETXTBSY;
+            if (unsupported && done == 0)
+                return StreamCopyResult::Unsupported;
+            recordError("copy_file_range", std::string());
+            result = StreamCopyResult::Failed;
+            break;
+        }
+        if (n == 0)
+            break;
+        done += static_cast<std::uint64_t>(n);
+        if (progress && !progress(done)) {
+            result = StreamCopyResult::Stopped;
+            break;
+        }
+    }
+    // The streams go on after what was copied (the kernel moved no descriptor).
+    if (::fseeko(from, in, SEEK_SET) != 0 || ::fseeko(to, out, SEEK_SET) != 0)
+        return StreamCopyResult::Failed;
+    return result;
+}
+
 bool openFileBuffer(std::filebuf& buffer, const std::string& path, std::ios::openmode mode) {
     return posix::isUsablePath(path) && buffer.open(path.c_str(), mode) != nullptr;
 }
