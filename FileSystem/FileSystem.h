@@ -30,6 +30,8 @@
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/files/FileCloser.h>
+#include <FileSystem/files/FileFormats.h>
+#include <FileSystem/files/FileMetaData.h>
 #include <FileSystem/files/FileTime.h>
 #include <FileSystem/files/PosixFilePermissionFlag.h>
 #include <FileSystem/files/StreamUtilities.h>
