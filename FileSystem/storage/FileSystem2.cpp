@@ -137,6 +137,8 @@ std::optional<std::string> FileSystem2::do_fileMove(const std::string& id, const
     return std::nullopt;
 }
 
+std::optional<FileMetaData> FileSystem2::do_fileMetaData(const std::string&) const { return std::nullopt; }
+
 bool FileSystem2::do_fileMoveAs(const std::string& id, const std::string& newId) const {
     return do_fileRenameAs(id, newId);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <FileSystem/Export.h>
+#include <FileSystem/files/FileMetaData.h>
 #include <FileSystem/storage/StorageSystem.h>
 
 #include <cstdint>
@@ -119,6 +120,9 @@ public:
     ///@{
     bool fileIsFile(const std::string& id, bool followSymbolicLink) const;
     bool fileIsDirectory(const std::string& id, bool followSymbolicLink) const;
+    /// The version record of the file `id` (a Windows executable or library);
+    /// empty where the storage cannot read one (the default). Nothing throws.
+    std::optional<FileMetaData> fileMetaData(const std::string& id) const { return do_fileMetaData(id); }
     ///@}
     /// Creates the directory `id` (its parent must exist).
     bool directoryCreateAs(const std::string& id, bool failIfExists, PosixFilePermissions permissions) const {
@@ -218,8 +222,7 @@ protected:
     virtual bool do_fileCopyAs(const StorageSystem& source, const std::string& id, const FileSystem2& destination,
                                const std::string& newId, const StorageSystemProgress& progress,
                                StorageSystemCopyOptions options, const std::optional<std::uint64_t>& chunkSize) const;
-    // The metadata query of the file-format readers (fileMetaData) joins here
-    // once FileMetaData exists; until then a storage answers no metadata.
+    virtual std::optional<FileMetaData> do_fileMetaData(const std::string& id) const;
     virtual bool do_fileSymbolicLinkCreateAs(const std::string& target, const std::string& linkId) const = 0;
     virtual bool do_directoryCreateAs(const std::string& id, bool failIfExists,
                                       PosixFilePermissions permissions) const = 0;

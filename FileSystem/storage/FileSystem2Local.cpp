@@ -199,6 +199,8 @@ std::optional<std::string> FileSystem2Local::do_fileSymbolicLinkTarget(const std
     return File::getSymbolicLinkTarget(id);
 }
 
+std::optional<FileMetaData> FileSystem2Local::do_fileMetaData(const std::string& id) const { return FileMetaData(id); }
+
 bool FileSystem2Local::do_fileCopyAs(const StorageSystem& source, const std::string& id,
                                      const FileSystem2& destination, const std::string& newId,
                                      const StorageSystemProgress& progress, StorageSystemCopyOptions options,

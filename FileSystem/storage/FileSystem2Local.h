@@ -70,6 +70,8 @@ protected:
                        const std::string& newId, const StorageSystemProgress& progress,
                        StorageSystemCopyOptions options,
                        const std::optional<std::uint64_t>& chunkSize) const override;
+    /// Reads the file's version record (always a value; without a record it has no metadata).
+    std::optional<FileMetaData> do_fileMetaData(const std::string& id) const override;
     bool do_fileSymbolicLinkCreateAs(const std::string& target, const std::string& linkId) const override;
     bool do_directoryCreateAs(const std::string& id, bool failIfExists,
                               PosixFilePermissions permissions) const override;

@@ -1,6 +1,7 @@
 #include <FileSystem/files/File.h>
 #include <FileSystem/files/FileFormats.h>
 #include <FileSystem/files/FileMetaData.h>
+#include <FileSystem/storage/FileSystem2Local.h>
 #include <FileSystem/files/detail/VersionRecord.h>
 
 #include "TestSupport.h"
@@ -123,8 +124,15 @@ TEST(FileFormats, PatternsAndLookup) {
 
 TEST(FileMetaData, ReadsTheRecordOfAWindowsProgram) {
     TestSupport::TempDir dir;
-    const FileMetaData meta(buildExecutable(dir, true));
+    const std::string program = buildExecutable(dir, true);
+    const FileMetaData meta(program);
     ASSERT_TRUE(meta.hasMetaData());
+    // The local storage reads the same record; a storage without a reader answers nothing.
+    const auto stored = FileSystem2Local().fileMetaData(program);
+    ASSERT_TRUE(stored.has_value());
+    EXPECT_EQ(stored->getFileVersion(), meta.getFileVersion());
+    ASSERT_TRUE(FileSystem2Local().fileMetaData("/proc/self/exe").has_value());
+    EXPECT_FALSE(FileSystem2Local().fileMetaData("/proc/self/exe")->hasMetaData());
     EXPECT_EQ(meta.getFileVersion(), (Utilities::Version<4, int>{1, 2, 3, 4}));
     EXPECT_EQ(meta.getProductVersion(), (Utilities::Version<4, int>{2025, 0, 1, 65535}));
     EXPECT_EQ(meta.getLanguageCodePages(), (std::set<LanguageCodePage>{kGerman, kEnglish}));
