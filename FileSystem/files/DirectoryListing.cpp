@@ -1,5 +1,6 @@
 #include <FileSystem/files/DirectoryListing.h>
 
+#include <FileSystem/utilities/detail/Regex.h>
 #include <FileSystem/files/Directory.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/files/detail/Crawl.h>
@@ -114,7 +115,7 @@ std::regex DirectoryListing::createSearchFilter(const std::string& pattern) {
         else
             expression += replacement;
     }
-    return std::regex(expression);
+    return std::regex(expression, detail::kUntrustedRegexFlags);
 }
 
 void DirectoryListing::filterFiles(container_type& entries, const std::string& pattern) {

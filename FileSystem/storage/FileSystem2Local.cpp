@@ -1,5 +1,6 @@
 #include <FileSystem/storage/FileSystem2Local.h>
 
+#include <FileSystem/utilities/detail/Regex.h>
 #include <FileSystem/environment/MachineInfo.h>
 #include <FileSystem/files/Directory.h>
 #include <FileSystem/files/DirectoryListing.h>
@@ -269,7 +270,7 @@ std::vector<std::string> FileSystem2Local::do_directoryListFileNames(const std::
     }
     if (filter.size() > kMaxRegExpLength)
         throw std::regex_error(std::regex_constants::error_complexity);
-    const std::regex expression(filter, std::regex::ECMAScript); // an invalid one throws regex_error
+    const std::regex expression(filter, detail::kUntrustedRegexFlags); // an invalid one throws regex_error
     for (const std::string& name : listing)
         if (std::regex_match(name, expression))
             names.push_back(name);

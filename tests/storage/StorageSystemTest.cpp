@@ -1,3 +1,4 @@
+#include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
 #include <FileSystem/files/FileCloser.h>
 #include <FileSystem/storage/FileSystem2Local.h>
@@ -243,8 +244,12 @@ TEST(FileSystem2Local, ListingsAndFilters) {
               (std::vector<std::string>{"a.txt", "b.txt", "sub"}));
     EXPECT_THROW(storage.directoryListFileNames(dir.path(), "(", kRegExp), std::regex_error);
     EXPECT_EQ(storage.directoryListFileNamesWithFilterPath(dir / "*.dat"), (std::vector<std::string>{"c.dat"}));
-    // A long wildcard that backtracking would take forever on.
+    // A long wildcard, and a regular expression, that backtracking would take forever on.
     EXPECT_TRUE(storage.directoryListFileNames(dir.path(), std::string(5000, '*') + "x", kWildcard).empty());
+    dir.write(std::string(200, 'a'), "x");
+    EXPECT_TRUE(storage.directoryListFileNames(dir.path(), "(a|a)*b", kRegExp).empty());
+    EXPECT_EQ(DirectoryListing(dir / "*a*a*a*a*a*a*a*a*b").size(), 0u);
+    ASSERT_TRUE(std::filesystem::remove(dir / std::string(200, 'a')));
     EXPECT_TRUE(storage.directoryListFileNames(dir / "a.txt", "", kWildcard).empty()); // a file is no directory
 
     const auto infos = storage.directoryFileInfoList(dir.path(), "", kWildcard);
