@@ -1,7 +1,11 @@
-// File::copyFile against cp on a file of 1 GiB (set FILESYSTEM_BENCH_DIR to
-// choose where it lies; the system's temporary folder by default).
+// Copies of a file of 1 GiB against cp: File::copyFile, and the local storage
+// within one FileSystem2Local (its fast path) and between two FileSystem2Local
+// objects through their open files with the default chunk size (set
+// FILESYSTEM_BENCH_DIR to choose where the file lies; the system's temporary
+// folder by default).
 
 #include <FileSystem/files/File.h>
+#include <FileSystem/storage/FileSystem2Local.h>
 
 #include "RatioReporter.h"
 
@@ -74,6 +78,35 @@ void LibraryCopyFileWithProgress(benchmark::State& state) {
     state.SetBytesProcessed(std::int64_t(state.iterations() * kSize));
 }
 
+using namespace FileSystem;
+
+void StorageFastPath(benchmark::State& state) {
+    const FileSystem2Local storage;
+    for (auto _ : state) {
+        if (!storage.fileCopyAs(files().source, files().dest, {}, StorageSystemCopyOptions(), std::nullopt))
+            state.SkipWithError("copy failed");
+        resetRound(state);
+    }
+    state.SetBytesProcessed(std::int64_t(state.iterations() * kSize));
+}
+
+void StorageOpenFiles(benchmark::State& state) {
+    const FileSystem2Local from;
+    const FileSystem2Local to;
+    const auto read = StorageSystemFileOpenMode(StorageSystemFileOpenModeFlag::Read) | StorageSystemFileOpenModeFlag::NoCreate;
+    const auto write = StorageSystemFileOpenMode(StorageSystemFileOpenModeFlag::Write) | StorageSystemFileOpenModeFlag::Truncate;
+    for (auto _ : state) {
+        {
+            const auto in = from.fileOpenBinary(files().source, read, StorageSystem::defaultFilePermissions);
+            const auto out = to.fileOpenBinary(files().dest, write, StorageSystem::defaultFilePermissions);
+            if (!in || !out || !in->copy(*out, {}, std::nullopt))
+                state.SkipWithError("copy failed");
+        } // both files are closed before the round's clean-up
+        resetRound(state);
+    }
+    state.SetBytesProcessed(std::int64_t(state.iterations() * kSize));
+}
+
 void ToolCp(benchmark::State& state) {
     const std::string command = "cp '" + files().source + "' '" + files().dest + "'";
     for (auto _ : state) {
@@ -89,8 +122,14 @@ void ToolCp(benchmark::State& state) {
 BENCHMARK(ToolCp)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(LibraryCopyFile)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(LibraryCopyFileWithProgress)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(StorageFastPath)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(StorageOpenFiles)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     files();
-    return runWithRatios(argc, argv, {{"LibraryCopyFile", "ToolCp"}, {"LibraryCopyFileWithProgress", "ToolCp"}});
+    return runWithRatios(argc, argv,
+                         {{"LibraryCopyFile", "ToolCp"},
+                          {"LibraryCopyFileWithProgress", "ToolCp"},
+                          {"StorageFastPath", "ToolCp"},
+                          {"StorageOpenFiles", "ToolCp"}});
 }
