@@ -451,3 +451,25 @@ TEST(FileSystem2Local, OpenFileCopiesBetweenLocalStorages) {
     const auto out = to.fileOpenBinary(dir / "stopped.txt", write, StorageSystem::defaultFilePermissions);
     EXPECT_FALSE(in->copy(*out, [](std::uint64_t done, std::uint64_t) { return done < 100000; }, std::uint64_t(65536)));
 }
+
+TEST(FileSystem2Local, DirectoriesRenameAndMoveWithoutReplacing) {
+    TestSupport::TempDir dir;
+    dir.write("a/x.txt", "x");
+    dir.mkdir("dest");
+    dir.write("taken/keep.txt", "keep");
+    const FileSystem2Local storage;
+    const auto moved = storage.directoryMove(dir / "a", dir / "dest");
+    ASSERT_TRUE(moved.has_value());
+    EXPECT_EQ(*moved, dir / "dest/a");
+    EXPECT_EQ(File::readWholeFile(dir / "dest/a/x.txt", true), "x");
+    EXPECT_FALSE(fs::exists(dir / "a"));
+    const auto renamed = storage.directoryRename(dir / "dest/a", "b");
+    ASSERT_TRUE(renamed.has_value());
+    EXPECT_EQ(*renamed, dir / "dest/b");
+    // What stands at the new name is never replaced, a folder with contents included.
+    EXPECT_FALSE(storage.directoryRenameAs(dir / "dest/b", dir / "taken"));
+    EXPECT_FALSE(storage.directoryMoveAs(dir / "dest/b", dir / "taken"));
+    EXPECT_EQ(File::readWholeFile(dir / "taken/keep.txt", true), "keep");
+    EXPECT_EQ(File::readWholeFile(dir / "dest/b/x.txt", true), "x");
+    EXPECT_FALSE(storage.directoryMove(dir / "missing", dir / "dest").has_value());
+}
