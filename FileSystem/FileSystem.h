@@ -46,6 +46,15 @@
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
 
+#include <FileSystem/process/ProcessDefinition.h>
+#include <FileSystem/process/ProcessDefinitionIntelMPIWindows.h>
+#include <FileSystem/process/ProcessDefinitionMPIBase.h>
+#include <FileSystem/process/ProcessDefinitionMPICHLinux.h>
+#include <FileSystem/process/ProcessDefinitionMPIManager.h>
+#include <FileSystem/process/ProcessDefinitionMPIOpenMPILinux.h>
+#include <FileSystem/process/ProcessDefinitionMicrosoftMPIWindows.h>
+#include <FileSystem/process/ShellHelpers.h>
+
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/streams/BinaryDerivedDataStream.h>
 #include <FileSystem/streams/DataStream.h>
