@@ -46,6 +46,7 @@
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
 
+#include <FileSystem/process/ChildProcessControl.h>
 #include <FileSystem/process/ProcessDefinition.h>
 #include <FileSystem/process/ProcessDefinitionIntelMPIWindows.h>
 #include <FileSystem/process/ProcessDefinitionMPIBase.h>
