@@ -35,6 +35,7 @@
 #include <FileSystem/files/FileTime.h>
 #include <FileSystem/files/PosixFilePermissionFlag.h>
 #include <FileSystem/files/StreamUtilities.h>
+#include <FileSystem/files/TemporaryFile.h>
 
 #include <FileSystem/storage/FileSystem2.h>
 #include <FileSystem/storage/FileSystem2Local.h>

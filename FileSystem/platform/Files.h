@@ -39,6 +39,12 @@ bool removeFile(const std::string& path);
 
 bool createDirectory(const std::string& path);
 
+/// Creates a new file that only its owner may read and write (mode 0600),
+/// failing when anything, a link included, stands at the path.
+bool createPrivateFile(const std::string& path);
+/// Creates a new folder that only its owner may enter (mode 0700).
+bool createPrivateDirectory(const std::string& path);
+
 enum class RenameResult {
     Done,
     TargetExists,

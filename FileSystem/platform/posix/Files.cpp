@@ -103,6 +103,18 @@ bool createDirectory(const std::string& path) {
     return isUsablePath(path) && posix::recorded("mkdir", path, [&] { return ::mkdir(path.c_str(), 0777); }) == 0;
 }
 
+bool createPrivateFile(const std::string& path) {
+    if (!isUsablePath(path))
+        return false;
+    // O_EXCL with O_CREAT refuses any existing name, a dangling link too.
+    Descriptor file(openPath(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK, 0600));
+    return file && file.close();
+}
+
+bool createPrivateDirectory(const std::string& path) {
+    return isUsablePath(path) && posix::recorded("mkdir", path, [&] { return ::mkdir(path.c_str(), 0700); }) == 0;
+}
+
 RenameResult renameNoReplace(const std::string& from, const std::string& to) {
     if (!isUsablePath(from) || !isUsablePath(to))
         return RenameResult::Failed;
