@@ -68,6 +68,7 @@
 #include <FileSystem/streams/TextDataStream.h>
 
 #include <FileSystem/zip/ZipArchive.h>
+#include <FileSystem/zip/ZipStream.h>
 
 #include <FileSystem/utilities/BinaryTextEncoder.h>
 #include <FileSystem/utilities/BuildInfo.h>
