@@ -26,6 +26,7 @@
 #include <FileSystem/environment/MachineInfo.h>
 #include <FileSystem/environment/RuntimeEnvironment.h>
 
+#include <FileSystem/files/BackupStore.h>
 #include <FileSystem/files/Directory.h>
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
