@@ -32,11 +32,17 @@ public:
     bool failed() const noexcept { return m_failed; }
 
 protected:
+    /// Refills the buffer from the entry; end of file at the entry's end or on damaged data.
     int_type underflow() override;
+    /// Hands the buffered bytes to the entry and takes `c`; end of file when the entry refused them.
     int_type overflow(int_type c) override;
+    /// Hands the buffered bytes to the entry; -1 when it refused them.
     int sync() override;
+    /// Buffers small blocks and hands large ones to the entry directly.
     std::streamsize xsputn(const char* data, std::streamsize count) override;
+    /// A reader moves within the buffered block only; a writer tells its position and moves nowhere.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode which) override;
+    /// seekoff from the start.
     pos_type seekpos(pos_type position, std::ios_base::openmode which) override;
 
 private:
