@@ -58,6 +58,9 @@
 #include <FileSystem/process/ProcessDefinitionMicrosoftMPIWindows.h>
 #include <FileSystem/process/ShellHelpers.h>
 
+#include <FileSystem/runtime/ArgumentHandlers.h>
+#include <FileSystem/runtime/CommandLineArgumentParser.h>
+
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/streams/BinaryDerivedDataStream.h>
 #include <FileSystem/streams/DataStream.h>
