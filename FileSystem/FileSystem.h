@@ -49,6 +49,8 @@
 #include <FileSystem/paths/PathConverterBase.h>
 
 #include <FileSystem/process/ChildProcessControl.h>
+#include <FileSystem/process/ParallelProcess.h>
+#include <FileSystem/process/ParallelThread.h>
 #include <FileSystem/process/ProcessDefinition.h>
 #include <FileSystem/process/ProcessDefinitionIntelMPIWindows.h>
 #include <FileSystem/process/ProcessDefinitionMPIBase.h>

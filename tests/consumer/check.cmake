@@ -18,6 +18,20 @@ run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE} -B ${WORK_DIR}/build -G ${GENERATOR}
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)
 
+# The companion libraries that the build made come with the package and work
+# from the installed tree.
+foreach(companion IN ITEMS MPI OpenMP)
+    string(TOUPPER ${companion} upper)
+    string(TOLOWER ${companion} lower)
+    file(STRINGS ${BUILD_DIR}/CMakeCache.txt built REGEX "^FILESYSTEM_BUILD_${upper}:BOOL=ON$")
+    if(built)
+        if(NOT EXISTS ${WORK_DIR}/build/consumer_${lower})
+            message(FATAL_ERROR "The installed package has no FileSystem::FileSystem${companion}")
+        endif()
+        run(${WORK_DIR}/build/consumer_${lower})
+    endif()
+endforeach()
+
 # The CMake package asks its consumers for C++20 through a compile feature.
 file(GLOB_RECURSE targets_files ${prefix}/FileSystemTargets.cmake)
 file(READ "${targets_files}" targets)
