@@ -62,6 +62,7 @@
 
 #include <FileSystem/runtime/ArgumentHandlers.h>
 #include <FileSystem/runtime/CommandLineArgumentParser.h>
+#include <FileSystem/runtime/OSSignalManager.h>
 
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/streams/BinaryDerivedDataStream.h>
