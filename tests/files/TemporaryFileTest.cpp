@@ -175,3 +175,20 @@ TEST(FileRenameAndRestore, MovesAsideAndPutsBack) {
     EXPECT_TRUE(fs::is_directory(folder));
     EXPECT_FALSE(fs::exists(dir / "_folder"));
 }
+
+// A temporary folder that lives until the process ends is removed after the
+// thread's own objects are gone; a failure then must not touch them (the
+// sanitizer build reports it otherwise).
+TEST(TemporaryNames, RemovedAtProcessExitAfterThreadObjects) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        static TemporaryDirectory folder;
+        std::error_code ignored;
+        fs::remove(folder.getPath(), ignored); // the removal at exit then fails
+        std::exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}

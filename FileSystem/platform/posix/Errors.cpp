@@ -7,9 +7,22 @@ namespace FileSystem::sys {
 
 namespace {
 
-ErrorRecord& record() noexcept {
-    thread_local ErrorRecord last;
-    return last;
+// The record of a thread ends with the thread's other objects; a static object
+// destroyed later at exit (a temporary folder that removes itself) may still
+// fail a call. This flag has no destructor, so it outlives the record and
+// turns recording off once the record is gone.
+thread_local bool t_recordGone = false;
+
+struct Holder {
+    ErrorRecord record;
+    ~Holder() { t_recordGone = true; }
+};
+
+ErrorRecord* record() noexcept {
+    if (t_recordGone)
+        return nullptr;
+    thread_local Holder holder;
+    return &holder.record;
 }
 
 } // namespace
@@ -21,15 +34,24 @@ void recordError(const char* operation, const std::string& path) {
 }
 
 void recordError(const char* operation, const std::string& path, int code) {
-    ErrorRecord& last = record();
-    last.operation = operation;
-    last.path = path;
-    last.code = code;
+    ErrorRecord* last = record();
+    if (last == nullptr)
+        return;
+    last->operation = operation;
+    last->path = path;
+    last->code = code;
 }
 
-const ErrorRecord& lastErrorRecord() noexcept { return record(); }
+const ErrorRecord& lastErrorRecord() noexcept {
+    static const ErrorRecord none{};
+    const ErrorRecord* last = record();
+    return last != nullptr ? *last : none;
+}
 
-void clearErrorRecord() noexcept { record() = ErrorRecord{}; }
+void clearErrorRecord() noexcept {
+    if (ErrorRecord* last = record())
+        *last = ErrorRecord{};
+}
 
 std::string errorText(int code) {
     char buffer[256];
