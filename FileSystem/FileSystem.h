@@ -64,6 +64,10 @@
 #include <FileSystem/runtime/CommandLineArgumentParser.h>
 #include <FileSystem/runtime/OSSignalManager.h>
 
+#include <FileSystem/tabular/BinaryCSVParser.h>
+#include <FileSystem/tabular/CSVParser.h>
+#include <FileSystem/tabular/CSVParserBase.h>
+
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/streams/BinaryDerivedDataStream.h>
 #include <FileSystem/streams/DataStream.h>
