@@ -30,6 +30,7 @@
 #include <FileSystem/files/Directory.h>
 #include <FileSystem/files/DirectoryListing.h>
 #include <FileSystem/files/File.h>
+#include <FileSystem/files/FileRemover.h>
 #include <FileSystem/files/FileCloser.h>
 #include <FileSystem/files/FileFormats.h>
 #include <FileSystem/files/FileMetaData.h>
@@ -40,6 +41,8 @@
 
 #include <FileSystem/storage/FileSystem2.h>
 #include <FileSystem/storage/FileSystem2Local.h>
+#include <FileSystem/storage/FileSystem2Zip.h>
+#include <FileSystem/storage/HandleObjectCore.h>
 #include <FileSystem/storage/StorageSystem.h>
 #include <FileSystem/storage/StorageSystemFile.h>
 #include <FileSystem/storage/StorageSystemTypes.h>
@@ -62,11 +65,15 @@
 
 #include <FileSystem/runtime/ArgumentHandlers.h>
 #include <FileSystem/runtime/CommandLineArgumentParser.h>
+#include <FileSystem/runtime/MathConsistency.h>
 #include <FileSystem/runtime/OSSignalManager.h>
+#include <FileSystem/runtime/StructuredException.h>
+#include <FileSystem/runtime/ThreadNames.h>
 
 #include <FileSystem/tabular/BinaryCSVParser.h>
 #include <FileSystem/tabular/CSVParser.h>
 #include <FileSystem/tabular/CSVParserBase.h>
+#include <FileSystem/tabular/TextFileParser.h>
 
 #include <FileSystem/streams/BinaryDataStream.h>
 #include <FileSystem/streams/BinaryDerivedDataStream.h>

@@ -22,6 +22,11 @@ void recordError(const char* operation, const std::string& path, int code);
 const ErrorRecord& lastErrorRecord() noexcept;
 void clearErrorRecord() noexcept;
 
+/// Whether a failure with this error number may pass when tried again a
+/// little later (the thing is busy, or a folder is still being emptied),
+/// rather than being a refusal that waiting does not change.
+bool mayPassWithTime(int code) noexcept;
+
 /// The system's text for an error number.
 std::string errorText(int code);
 

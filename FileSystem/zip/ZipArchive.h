@@ -331,6 +331,46 @@ public:
     /// Forgets the filters added with addZipFileFilter.
     void clearZipFileFilters() { m_filters.clear(); }
 
+    // ---- Changing what the archive holds ---------------------------------------------
+    // Removing and renaming work on the archive on disk, whatever the object is
+    // open for: the object is closed first (a writer commits what it was given),
+    // the archive is changed in one commit that replaces it only when the new
+    // archive is whole, and the object is opened again in its mode (a created
+    // archive reopens for adding), so a reader lists the new entries. A name
+    // stands for the entry of that name and, for a folder, everything below it
+    // ("a" takes "a/b.txt" along, not "ab.txt"). Entries that stay keep their
+    // data as it is stored (not recompressed; encrypted ones stay encrypted),
+    // their times and attributes, and are stamped with the current comment
+    // prefix (an old comment is not kept).
+
+    /// Removes the entry `name` and everything below it. True once the archive
+    /// was written without them; false, with the archive untouched, when no
+    /// entry matched, there is no archive, or the write failed or was cancelled
+    /// through the attached ToolProgress. Throws std::runtime_error("Zip Modify
+    /// Error : trying to rename/remove on an empty archive") for an archive
+    /// without entries and ("Zip Modify Error : unzGotoNextFile error") for a
+    /// file that is no archive; the object is then left closed.
+    bool removeFromZip(const std::string& name);
+    /// Renames the entry `name` and everything below it: `newName` replaces
+    /// `name` at the front of each ("a" to "c" makes "a/b.txt" "c/b.txt").
+    /// Leading slashes of `newName` are dropped, as an add drops them. Results
+    /// and exceptions as removeFromZip; also false, with the archive untouched,
+    /// when a new name is held by an entry that stays (or by two renamed
+    /// entries): nothing is overwritten. Throws std::runtime_error before
+    /// anything is touched for an empty new name ("Zip Rename Failure : cannot
+    /// rename to an empty path") and for one that would lead out of the folder
+    /// an extraction writes to, through a ".." or a drive ("Zip Rename Failure
+    /// : the new path leaves the archive : <newName>").
+    bool renameInZip(const std::string& name, const std::string& newName);
+    /// Replaces the entry `destination` (and everything below it) by `source`
+    /// from disk, added as addToZipAs adds it; a missing entry is simply added.
+    /// Removal and add go into the archive in one commit: true once it holds
+    /// the new entries; false, with the archive as it was, when the add fails
+    /// (see addToZipAs) or the commit does. False, touching nothing, when the
+    /// object reads (or, closed, would read) the archive: it cannot add.
+    /// Throws what addToZipAs throws, with the archive unchanged.
+    bool replaceInZip(const std::string& source, const std::string& destination, bool recursive);
+
     // ---- Extraction (readers, and writers for what they hold) ----------------------
     // Every tree form ends in extractFromZipAs(const std::vector<ExtractFromZipAsInfo>&, bool),
     // which says what an extraction does, returns and throws.
@@ -475,6 +515,11 @@ private:
     std::optional<std::uint64_t> locate(const std::string& name) const;
     std::optional<std::uint64_t> indexOf(const std::optional<ZipLocation>& location) const;
     bool writeDirectoryEntry(const std::string& name, std::int64_t time, std::uint32_t attributes);
+    /// Removes (no `newName`) or renames the entries that `name` stands for, in
+    /// one commit of the archive on disk; the object is closed and reopened.
+    bool modifyInZip(const std::string& name, const std::optional<std::string>& newName);
+    /// Throws away what a writer changed since its last commit and opens the archive again.
+    bool discardPending();
     bool extractEntry(std::uint64_t index, const std::string& path) const;
     /// Extracts what `info.entry` names to `below` inside the folder `info.destination`
     /// (empty `below`: to that folder itself); nothing is ever written outside that folder.

@@ -10,6 +10,7 @@
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/platform/Folders.h>
 #include <FileSystem/platform/OpenFiles.h>
+#include <FileSystem/zip/detail/EntryNames.h>
 #include <FileSystem/zip/detail/EntryReader.h>
 
 #include <cstdio>
@@ -28,23 +29,8 @@ std::vector<std::string> segments(const std::string& path) {
     return parts;
 }
 
-/// Whether a relative path climbs above its start through "..".
-bool leavesItsFolder(const std::string& relative) {
-    int depth = 0;
-    for (const std::string& part : segments(relative)) {
-        if (part == "..") {
-            if (--depth < 0)
-                return true;
-        } else if (part != ".") {
-            ++depth;
-        }
-    }
-    return false;
-}
-
-bool isRootedOrDrive(const std::string& name) {
-    return (!name.empty() && (name[0] == '/' || name[0] == '\\')) || (name.size() >= 2 && name[1] == ':');
-}
+using detail::isRootedOrDrive;
+using detail::leavesItsFolder;
 
 std::string joined(const std::string& folder, const std::string& name) {
     if (folder.empty())

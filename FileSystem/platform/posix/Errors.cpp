@@ -53,6 +53,20 @@ void clearErrorRecord() noexcept {
         *last = ErrorRecord{};
 }
 
+bool mayPassWithTime(int code) noexcept {
+    switch (code) {
+    case EBUSY:
+    case ENOTEMPTY:
+    case EEXIST: // what some systems give for a folder that is not empty
+    case EAGAIN:
+    case EINTR:
+    case ETXTBSY:
+        return true;
+    default:
+        return false;
+    }
+}
+
 std::string errorText(int code) {
     char buffer[256];
     // The GNU form returns the text, which may or may not be in the buffer.

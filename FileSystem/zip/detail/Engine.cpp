@@ -217,6 +217,7 @@ zip_t* openArchive(const std::string& nativePath, ArchiveAccess access) {
     // which writes an empty one in its place.
     const int flags = access == ArchiveAccess::Read      ? ZIP_RDONLY
                       : access == ArchiveAccess::Replace ? ZIP_CREATE | ZIP_TRUNCATE
+                      : access == ArchiveAccess::Modify  ? 0
                                                          : ZIP_CREATE;
     zip_t* archive = zip_open_from_source(source, flags, &error);
     if (archive == nullptr)

@@ -13,6 +13,7 @@ enum class ArchiveAccess {
     Read,    ///< an existing archive, read only
     Add,     ///< an existing archive or none yet; written at the commit
     Replace, ///< a new archive that replaces what stands there at the commit
+    Modify,  ///< an existing archive only (none there: the open fails); written at the commit
 };
 
 /// Opens an archive of the system's path form; null on failure. The engine
