@@ -25,6 +25,7 @@
 #include <FileSystem/environment/EnvironmentVariableModel.h>
 #include <FileSystem/environment/MachineInfo.h>
 #include <FileSystem/environment/RuntimeEnvironment.h>
+#include <FileSystem/environment/WindowsRegistry.h>
 
 #include <FileSystem/files/BackupStore.h>
 #include <FileSystem/files/Directory.h>
@@ -38,6 +39,7 @@
 #include <FileSystem/files/PosixFilePermissionFlag.h>
 #include <FileSystem/files/StreamUtilities.h>
 #include <FileSystem/files/TemporaryFile.h>
+#include <FileSystem/files/SharedFolder.h>
 
 #include <FileSystem/storage/FileSystem2.h>
 #include <FileSystem/storage/FileSystem2Local.h>
@@ -50,6 +52,7 @@
 #include <FileSystem/paths/OSPaths.h>
 #include <FileSystem/paths/Path.h>
 #include <FileSystem/paths/PathConverterBase.h>
+#include <FileSystem/paths/PathMapper.h>
 
 #include <FileSystem/process/ChildProcessControl.h>
 #include <FileSystem/process/ParallelProcess.h>
@@ -67,6 +70,8 @@
 #include <FileSystem/runtime/CommandLineArgumentParser.h>
 #include <FileSystem/runtime/MathConsistency.h>
 #include <FileSystem/runtime/OSSignalManager.h>
+#include <FileSystem/runtime/OpTimer.h>
+#include <FileSystem/runtime/Profiling.h>
 #include <FileSystem/runtime/StructuredException.h>
 #include <FileSystem/runtime/ThreadNames.h>
 
@@ -80,6 +85,7 @@
 #include <FileSystem/streams/DataStream.h>
 #include <FileSystem/streams/DataStreamBase.h>
 #include <FileSystem/streams/DataStreamContainer.h>
+#include <FileSystem/streams/DataStreamEncryptedAdapter.h>
 #include <FileSystem/streams/DataStreamFactory.h>
 #include <FileSystem/streams/DataStreamTransactions.h>
 #include <FileSystem/streams/DataStreamVersionObject.h>
@@ -89,6 +95,7 @@
 #include <FileSystem/zip/ZipStream.h>
 
 #include <FileSystem/utilities/BinaryTextEncoder.h>
+#include <FileSystem/utilities/BinaryCrypter.h>
 #include <FileSystem/utilities/BuildInfo.h>
 #include <FileSystem/utilities/Endianness.h>
 #include <FileSystem/utilities/Flags.h>

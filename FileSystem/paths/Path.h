@@ -309,6 +309,23 @@ public:
     const std::string& convertFromNetworkPath();
     static std::string convertFromNetworkPath(const std::string& path);
     ///@}
+    /// The name by which other machines reach a local path. A path on a
+    /// network mount becomes the server's path from the mount table
+    /// (`//server/share/rest` for SMB, `host:/export/rest` for NFS); a path in
+    /// a folder that this computer shares becomes `//computer/share/rest`;
+    /// links are followed first. Results use forward slashes. An empty path
+    /// and one that starts with two backslashes stay as they are, one that
+    /// starts with `//` only has its backslashes turned into `/`, and any
+    /// other path that is neither mounted nor shared stays as it is.
+    ///@{
+    const std::string& convertToUNCPath();
+    static std::string convertToUNCPath(const std::string& path);
+    ///@}
+    /// The same as convertToUNCPath.
+    ///@{
+    const std::string& convertToNetworkPath();
+    static std::string convertToNetworkPath(const std::string& path);
+    ///@}
     /// Makes a path usable below another folder: a drive's colon and leading
     /// separators go ("C:/a" becomes "C/a", "/a" becomes "a").
     ///@{

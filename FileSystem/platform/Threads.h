@@ -9,8 +9,9 @@
 
 namespace FileSystem::sys {
 
-/// The system's identifier of the calling thread.
-std::uint32_t currentThreadId() noexcept;
+/// The system's identifier of the calling thread (on Linux its task id, as
+/// `ps -L` and debuggers show it). Cheap after the first call on a thread.
+std::uint32_t osThreadId() noexcept;
 
 /// The longest thread name, in bytes, that the system keeps.
 std::size_t maxThreadNameLength() noexcept;

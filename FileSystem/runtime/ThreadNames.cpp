@@ -21,7 +21,7 @@ bool setCurrentThreadName(const std::string& name) {
     return sys::setCurrentThreadName(name.substr(0, size));
 }
 
-ThreadNameGuard::ThreadNameGuard() : m_threadId(sys::currentThreadId()), m_previousName(getCurrentThreadName()) {}
+ThreadNameGuard::ThreadNameGuard() : m_threadId(sys::osThreadId()), m_previousName(getCurrentThreadName()) {}
 
 ThreadNameGuard::ThreadNameGuard(const std::string& name) : ThreadNameGuard() { setCurrentThreadName(name); }
 
@@ -33,7 +33,7 @@ ThreadNameGuard::~ThreadNameGuard() {
     }
 }
 
-bool ThreadNameGuard::isCurrentThreadMyThread() const { return sys::currentThreadId() == m_threadId; }
+bool ThreadNameGuard::isCurrentThreadMyThread() const { return sys::osThreadId() == m_threadId; }
 
 void ThreadNameGuard::rename(const std::string& name) { setCurrentThreadName(name); }
 

@@ -31,10 +31,13 @@ public:
     TextFileParser(const std::string& fileName, bool skipEmpty, const std::set<std::string>& separators);
     virtual ~TextFileParser() = default;
 
+    /// A plain value: copies and moves take the name and the lines.
+    ///@{
     TextFileParser(const TextFileParser&) = default;
     TextFileParser(TextFileParser&&) = default;
     TextFileParser& operator=(const TextFileParser&) = default;
     TextFileParser& operator=(TextFileParser&&) = default;
+    ///@}
 
     /// Reads the file into lines, replacing those held, and keeps its name.
     /// A line ends at any of `separators`; where two end at the same place, the

@@ -6,6 +6,7 @@
 #include <FileSystem/paths/PathConverterBase.h>
 #include <FileSystem/zip/detail/Engine.h>
 #include <FileSystem/zip/detail/EntryEncoder.h>
+#include <FileSystem/zip/detail/EntryNames.h>
 #include <FileSystem/zip/detail/EntryReader.h>
 #include <FileSystem/zip/detail/Spool.h>
 #include <FileSystem/zip/detail/WriteState.h>
@@ -120,6 +121,8 @@ bool ZipArchive::FileInZip::open(const std::string& password, int aesVersion, co
         m_open = true;
         return true;
     }
+    if (detail::escapesOnExtraction(m_info->name))
+        return false; // an entry that an extraction would write outside its target is never made
     auto writer = std::make_shared<Writer>();
     const std::string secret = password.empty() ? m_parent->m_password : password;
     const int version = aesVersion < 0 ? 1 : aesVersion;

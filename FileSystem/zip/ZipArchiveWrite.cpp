@@ -9,6 +9,7 @@
 #include <FileSystem/utilities/detail/Percentages.h>
 #include <FileSystem/zip/detail/EntryEncoder.h>
 #include <FileSystem/zip/detail/Engine.h>
+#include <FileSystem/zip/detail/EntryNames.h>
 #include <FileSystem/zip/detail/Spool.h>
 #include <FileSystem/zip/detail/WriteState.h>
 
@@ -159,11 +160,17 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
         }
     };
 
+    bool refused = false;
     for (const AddToZipAsInfo& info : infos) {
         const std::string source = Path::stripTrailingSlash(info.source);
         if (!File::isDirectory(source, true) && info.destination.empty())
             throw std::runtime_error("A file cannot have an empty path in zip.");
         const std::string destination = Path::stripTrailingSlash(info.destination);
+        if (detail::escapesOnExtraction(destination)) {
+            // An entry that an extraction would write outside its target is never made.
+            refused = true;
+            continue;
+        }
         if (!File::exists(source))
             continue;
         const auto nameOf = [&](const std::string& path) {
@@ -294,7 +301,7 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
             added.names.insert(key);
         }
     }
-    return scheduled == records.size() && tracker.done() == tracker.total();
+    return !refused && scheduled == records.size() && tracker.done() == tracker.total();
 }
 
 bool ZipArchive::addSpooled(const std::string& name, const detail::EntryEncoder& encoder,
@@ -343,6 +350,8 @@ bool ZipArchive::createDirectoryInZip(const std::string& path, std::int64_t time
     if (path.empty())
         return true;
     const std::string name = Path::stripTrailingSlash(Path::stripLeadingSlash(path));
+    if (detail::escapesOnExtraction(name))
+        return false;
     if (name.empty() || m_entries.count(name))
         return true;
     std::set<std::string> levels;

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <zip.h>
 
@@ -97,6 +98,31 @@ TEST(ZipHostile, NamesThatLeaveTheTarget) {
     ZipArchive inside(dir / "inside.zip", ZipArchive::OpenMode::Read, 1);
     inside.extractFromZip("", dir / "in", true, false);
     EXPECT_EQ(File::readWholeFile(dir / "in/b.txt", true), "b");
+}
+
+TEST(ZipHostile, WritersNeverMakeNamesThatLeaveTheTarget) {
+    TestSupport::TempDir dir;
+    const std::string source = dir.write("src/a.txt", "a");
+    const std::string archive = dir / "out.zip";
+    {
+        ZipArchive zip(archive, ZipArchive::OpenMode::Create, 1);
+        for (const std::string name : {"../evil.txt", "a/../../evil.txt", "C:/drive.txt", "..\\evil.txt"}) {
+            SCOPED_TRACE(name);
+            EXPECT_FALSE(zip.addToZipAs(source, name, false, false));
+            EXPECT_FALSE(zip.createDirectoryInZip(name));
+            ZipArchive::FileInZip entry(name, &zip);
+            EXPECT_FALSE(entry.open());
+        }
+        // One bad destination in a list makes the result false; the others are added.
+        EXPECT_FALSE(zip.addToZipAs({{source, "../x.txt", false, {}, false}, {source, "kept.txt", false, {}, false}}));
+        // A leading slash is dropped.
+        EXPECT_TRUE(zip.addToZipAs(source, "/rooted.txt", false, false));
+        zip.close();
+    }
+    ZipArchive reader(archive, ZipArchive::OpenMode::Read, 1);
+    std::vector<std::string> names = reader.listEntries(true);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"kept.txt", "rooted.txt"}));
 }
 
 TEST(ZipHostile, LinksThatLeadOutside) {

@@ -44,6 +44,9 @@ std::vector<MountEntry> readMountInfo(std::istream& in) {
         MountEntry entry;
         if (word != "-" || !(fields >> entry.type >> entry.source))
             continue;
+        std::string superOptions;
+        fields >> superOptions;
+        entry.options = decodeMountField(superOptions.empty() ? options : options + ',' + superOptions);
         entry.mountPoint = decodeMountField(mountPoint);
         entry.source = decodeMountField(entry.source);
         entry.type = decodeMountField(entry.type);
@@ -61,6 +64,8 @@ std::vector<MountEntry> readMounts(std::istream& in) {
         MountEntry entry;
         if (!(fields >> entry.source >> entry.mountPoint >> entry.type))
             continue;
+        fields >> entry.options;
+        entry.options = decodeMountField(entry.options);
         entry.source = decodeMountField(entry.source);
         entry.mountPoint = decodeMountField(entry.mountPoint);
         table.push_back(std::move(entry));
@@ -130,6 +135,12 @@ std::optional<MountEntry> mountHolding(const std::string& nativePath) {
             best = std::move(entry);
     }
     return best;
+}
+
+std::string resolvedPath(const std::string& nativePath) {
+    if (!posix::isUsablePath(nativePath) || nativePath.front() != '/')
+        return nativePath;
+    return resolveExisting(nativePath);
 }
 
 } // namespace FileSystem::sys

@@ -32,4 +32,12 @@ inline bool isRootedOrDrive(const std::string& name) {
     return (!name.empty() && (name[0] == '/' || name[0] == '\\')) || (name.size() >= 2 && name[1] == ':');
 }
 
+/// Whether a name given for a new entry would land outside the target of an
+/// extraction: leading slashes are dropped (as adds drop them), then a drive
+/// or a ".." that climbs out remains.
+inline bool escapesOnExtraction(const std::string& name) {
+    const std::string relative = Path::stripLeadingSlash(name);
+    return isRootedOrDrive(relative) || leavesItsFolder(relative);
+}
+
 } // namespace FileSystem::detail
