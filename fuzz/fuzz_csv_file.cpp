@@ -4,10 +4,11 @@
 // memory; separator detection, appending and saving run on it too.
 
 #include <FileSystem/files/StreamUtilities.h>
-#include <FileSystem/files/TemporaryFile.h>
 #include <FileSystem/tabular/BinaryCSVParser.h>
 #include <FileSystem/tabular/CSVParser.h>
 #include <FileSystem/zip/ZipStream.h>
+
+#include "FuzzScratch.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -16,22 +17,7 @@
 
 namespace {
 
-// A folder of its own, removed at exit with std::filesystem: the library's
-// own removal is not used from exit handlers, which run after the thread's
-// storage of the platform layer is gone.
-const std::string& scratch() {
-    // Never destroyed, so the exit handler can still read it.
-    static const std::string* const path = [] {
-        FileSystem::TemporaryDirectory folder("fuzz-csv");
-        folder.setDeleteOnDestruction(false);
-        std::atexit([] {
-            std::error_code ignored;
-            std::filesystem::remove_all(scratch(), ignored);
-        });
-        return new std::string(folder.getPath());
-    }();
-    return *path;
-}
+const std::string& scratch() { return Fuzz::scratch("fuzz-csv"); }
 
 void writePlain(const std::string& path, const std::string& text) {
     FileSystem::KVofstreamBinary out(path);

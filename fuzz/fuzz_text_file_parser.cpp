@@ -4,8 +4,9 @@
 // a save with "\n" reads back to the same lines.
 
 #include <FileSystem/files/StreamUtilities.h>
-#include <FileSystem/files/TemporaryFile.h>
 #include <FileSystem/tabular/TextFileParser.h>
+
+#include "FuzzScratch.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -15,19 +16,7 @@
 
 namespace {
 
-// A folder of its own, removed at exit with std::filesystem (see fuzz_csv_file).
-const std::string& scratch() {
-    static const std::string* const path = [] {
-        FileSystem::TemporaryDirectory folder("fuzz-text-file");
-        folder.setDeleteOnDestruction(false);
-        std::atexit([] {
-            std::error_code ignored;
-            std::filesystem::remove_all(scratch(), ignored);
-        });
-        return new std::string(folder.getPath());
-    }();
-    return *path;
-}
+const std::string& scratch() { return Fuzz::scratch("fuzz-text-file"); }
 
 const std::set<std::string> kSeparatorSets[] = {
     {"\n"}, {"\n", "\r\n"}, {"\r", "\r\n"}, {"\r", "\n", "\r\n"}, {"ab", "b"}, {"aa"}, {";", ";;", ";;;"}, {}, {""},

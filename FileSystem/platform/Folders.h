@@ -266,6 +266,10 @@ private:
     bool m_lost = false;
 };
 
+/// Removes everything below an open folder (not the folder itself) through
+/// open folder descriptors; links go as links, never followed.
+void removeContents(Folder root);
+
 /// Removes a folder and everything below it through open folder descriptors:
 /// no name during the walk can lead it outside the tree, whatever happens to
 /// the names meanwhile. A link is removed as a link. True when the folder is gone.

@@ -840,6 +840,30 @@ TreeWalk::Event TreeWalk::next() {
 
 // ---- Removal ---------------------------------------------------------------------
 
+void removeContents(Folder root) {
+    TreeWalk walk(std::move(root), TreeWalk::Options{});
+    for (TreeWalk::Event event = walk.next(); event != TreeWalk::Event::End; event = walk.next()) {
+        switch (event) {
+        case TreeWalk::Event::File:
+            walk.folder().removeFile(walk.name());
+            break;
+        case TreeWalk::Event::Folder:
+            walk.descend();
+            break;
+        case TreeWalk::Event::Leave:
+            walk.folder().removeFolder(walk.name());
+            break;
+        case TreeWalk::Event::Unreadable:
+            // An empty folder goes without being read; a name that became a link goes as a link.
+            if (!walk.name().empty() && !walk.folder().removeFolder(walk.name()))
+                walk.folder().removeFile(walk.name());
+            break;
+        default:
+            break;
+        }
+    }
+}
+
 bool removeTree(const std::string& path) {
     std::string name;
     auto parent = openParent(path, name);
@@ -850,29 +874,8 @@ bool removeTree(const std::string& path) {
         return errno == ENOENT;
     if (status->kind != EntryStatus::Kind::Directory)
         return parent->removeFile(name) || !parent->statusOf(name); // a link goes as a link
-    if (auto root = parent->openFolder(name)) {
-        TreeWalk walk(std::move(*root), TreeWalk::Options{});
-        for (TreeWalk::Event event = walk.next(); event != TreeWalk::Event::End; event = walk.next()) {
-            switch (event) {
-            case TreeWalk::Event::File:
-                walk.folder().removeFile(walk.name());
-                break;
-            case TreeWalk::Event::Folder:
-                walk.descend();
-                break;
-            case TreeWalk::Event::Leave:
-                walk.folder().removeFolder(walk.name());
-                break;
-            case TreeWalk::Event::Unreadable:
-                // An empty folder goes without being read; a name that became a link goes as a link.
-                if (!walk.name().empty() && !walk.folder().removeFolder(walk.name()))
-                    walk.folder().removeFile(walk.name());
-                break;
-            default:
-                break;
-            }
-        }
-    }
+    if (auto root = parent->openFolder(name))
+        removeContents(std::move(*root));
     if (!parent->removeFolder(name))
         parent->removeFile(name); // it became a link meanwhile
     return !parent->statusOf(name);

@@ -184,30 +184,6 @@ std::optional<Value> readValueFile(const Folder& folder, const std::string& file
     return decodeValueFile(bytes);
 }
 
-/// Removes everything below an open folder by descriptors; links go as links.
-void removeContents(Folder root) {
-    TreeWalk walk(std::move(root), TreeWalk::Options{});
-    for (TreeWalk::Event event = walk.next(); event != TreeWalk::Event::End; event = walk.next()) {
-        switch (event) {
-        case TreeWalk::Event::File:
-            walk.folder().removeFile(walk.name());
-            break;
-        case TreeWalk::Event::Folder:
-            walk.descend();
-            break;
-        case TreeWalk::Event::Leave:
-            walk.folder().removeFolder(walk.name());
-            break;
-        case TreeWalk::Event::Unreadable:
-            if (!walk.name().empty() && !walk.folder().removeFolder(walk.name()))
-                walk.folder().removeFile(walk.name());
-            break;
-        default:
-            break;
-        }
-    }
-}
-
 } // namespace
 
 HiveLocation hiveLocation(Hive hive, const std::string& overrideRoot) {
