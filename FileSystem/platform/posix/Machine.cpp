@@ -1,4 +1,5 @@
 #include <FileSystem/platform/Machine.h>
+#include <FileSystem/platform/ProcessMemory.h>
 #include <FileSystem/platform/posix/Native.h>
 
 #include <fstream>
@@ -74,13 +75,7 @@ unsigned processorSockets() {
     return static_cast<unsigned>(packages.size());
 }
 
-std::uint64_t residentMemory() {
-    std::ifstream statm("/proc/self/statm");
-    std::uint64_t size = 0, resident = 0;
-    if (!(statm >> size >> resident))
-        return 0;
-    return resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-}
+std::uint64_t residentMemory() { return residentSetSize(); }
 
 std::uint64_t peakResidentMemory() {
     if (const auto peak = procKilobytes("/proc/self/status", "VmHWM"))
