@@ -14,10 +14,7 @@ constexpr std::size_t kOutputStep = 1 << 16;
 
 } // namespace
 
-EntryEncoder::~EntryEncoder() {
-    if (m_zlibOpen)
-        deflateEnd(&m_zlib);
-}
+EntryEncoder::~EntryEncoder() = default;
 
 bool EntryEncoder::start(const std::string& password, int level) {
     if (m_started)
@@ -25,7 +22,6 @@ bool EntryEncoder::start(const std::string& password, int level) {
     m_started = true;
     m_encrypt = !password.empty();
     m_deflate = level != 0;
-    m_checksum = crc32(0, nullptr, 0);
     if (m_encrypt) {
         unsigned char header[kKeyLength / 2 + kAesVerifierLength];
         if (RAND_bytes(header, kKeyLength / 2) != 1 ||
@@ -33,36 +29,20 @@ bool EntryEncoder::start(const std::string& password, int level) {
             return false;
         append(header, sizeof header, false);
     }
-    if (m_deflate) {
-        // Raw deflate, as zip entries hold it.
-        m_zlibOpen = deflateInit2(&m_zlib, level < 0 ? Z_DEFAULT_COMPRESSION : std::min(level, 9), Z_DEFLATED,
-                                  -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK;
-        return m_zlibOpen;
-    }
-    return true;
+    return !m_deflate || m_deflater.start(level);
 }
 
 bool EntryEncoder::put(const unsigned char* data, std::size_t size) {
-    if (!m_started || m_finished || (m_deflate && !m_zlibOpen))
+    if (!m_started || m_finished)
         return false;
-    m_checksum = crc32_z(m_checksum, data, size);
+    m_checksum = entryCrc32(m_checksum, data, size);
     m_plainSize += size;
-    if (!m_deflate)
-        return append(data, size, m_encrypt);
-    m_zlib.next_in = const_cast<Bytef*>(data);
-    m_zlib.avail_in = static_cast<uInt>(size);
-    return deflateInto(Z_NO_FLUSH);
+    return m_deflate ? deflateInto(data, size, false) : append(data, size, m_encrypt);
 }
 
 bool EntryEncoder::finish() {
-    if (!m_started || m_finished || (m_deflate && !m_zlibOpen))
+    if (!m_started || m_finished || (m_deflate && !deflateInto(nullptr, 0, true)))
         return false;
-    if (m_deflate) {
-        m_zlib.next_in = nullptr;
-        m_zlib.avail_in = 0;
-        if (!deflateInto(Z_FINISH))
-            return false;
-    }
     if (m_encrypt) {
         unsigned char code[kAesAuthenticationLength];
         if (!m_aes.authenticationCode(code))
@@ -84,19 +64,20 @@ void EntryEncoder::makeRoom(std::size_t size) {
         m_output.resize(m_end + size);
 }
 
-bool EntryEncoder::deflateInto(int flush) {
+bool EntryEncoder::deflateInto(const unsigned char* data, std::size_t size, bool finish) {
     for (;;) {
         makeRoom(kOutputStep);
-        const std::size_t room = m_output.size() - m_end;
-        m_zlib.next_out = m_output.data() + m_end;
-        m_zlib.avail_out = static_cast<uInt>(room);
-        const int status = deflate(&m_zlib, flush);
-        const std::size_t produced = room - m_zlib.avail_out;
-        if (status == Z_STREAM_ERROR || (m_encrypt && !m_aes.encrypt(m_output.data() + m_end, produced)))
+        std::size_t room = m_output.size() - m_end;
+        unsigned char* out = m_output.data() + m_end;
+        const CodecStatus status = m_deflater.step(data, size, out, room, finish);
+        const std::size_t produced = static_cast<std::size_t>(out - (m_output.data() + m_end));
+        if (status == CodecStatus::Failed || (m_encrypt && !m_aes.encrypt(m_output.data() + m_end, produced)))
             return false;
         m_end += produced;
         m_storedSize += produced;
-        if (flush == Z_FINISH ? status == Z_STREAM_END : m_zlib.avail_in == 0 && m_zlib.avail_out != 0)
+        // Done when all input went in and the deflater did not fill the room
+        // (it holds nothing more back), or when the finished stream is out.
+        if (finish ? status == CodecStatus::End : size == 0 && room != 0)
             return true;
     }
 }

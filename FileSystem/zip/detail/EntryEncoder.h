@@ -3,9 +3,8 @@
 // Entry data in the form the archive stores it: stored or deflated, and
 // encrypted with WinZip AES-256 when there is a password (internal).
 
+#include <FileSystem/zip/detail/Deflate.h>
 #include <FileSystem/zip/detail/WinZipAes.h>
-
-#include <zlib.h>
 
 #include <cstdint>
 #include <string>
@@ -24,8 +23,8 @@ public:
     EntryEncoder(const EntryEncoder&) = delete;
     EntryEncoder& operator=(const EntryEncoder&) = delete;
 
-    /// Starts an entry at `level` (0 stores, 1 to 9 deflate, below 0 is zlib's
-    /// default); a non-empty password encrypts it (a fresh random salt).
+    /// Starts an entry at `level` (0 stores, 1 to 9 deflate, below 0 is the
+    /// default, 6); a non-empty password encrypts it (a fresh random salt).
     bool start(const std::string& password, int level);
     /// Compresses and encrypts plain bytes.
     bool put(const unsigned char* data, std::size_t size);
@@ -36,25 +35,24 @@ public:
 
     std::size_t pending() const noexcept { return m_end - m_taken; }
     bool isFinished() const noexcept { return m_finished; }
-    std::uint32_t checksum() const noexcept { return static_cast<std::uint32_t>(m_checksum); }
+    std::uint32_t checksum() const noexcept { return m_checksum; }
     std::uint64_t plainSize() const noexcept { return m_plainSize; }
     std::uint64_t storedSize() const noexcept { return m_storedSize; }
     bool isDeflated() const noexcept { return m_deflate; }
     bool isEncrypted() const noexcept { return m_encrypt; }
 
 private:
-    bool deflateInto(int flush);
+    bool deflateInto(const unsigned char* data, std::size_t size, bool finish);
     void makeRoom(std::size_t size);
     bool append(const unsigned char* data, std::size_t size, bool encrypt);
 
     WinZipAes m_aes;
-    z_stream m_zlib{};
-    bool m_zlibOpen = false;
+    RawDeflater m_deflater;
     bool m_started = false;
     bool m_deflate = false;
     bool m_encrypt = false;
     bool m_finished = false;
-    uLong m_checksum = 0;
+    std::uint32_t m_checksum = 0;
     std::uint64_t m_plainSize = 0;
     std::uint64_t m_storedSize = 0;
     std::vector<unsigned char> m_output; ///< [m_taken, m_end) waits to be taken

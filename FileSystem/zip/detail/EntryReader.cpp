@@ -13,6 +13,7 @@ namespace FileSystem::detail {
 namespace {
 
 constexpr std::size_t kPieceBytes = 1 << 18;
+constexpr std::size_t kInputBytes = 1 << 16;
 
 } // namespace
 
@@ -54,10 +55,11 @@ EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& 
     m_sizeKnown = (stat.valid & ZIP_STAT_SIZE) != 0;
     m_declared = m_sizeKnown ? stat.size : 0;
     const std::size_t key = (stat.valid & ZIP_STAT_ENCRYPTION_METHOD) ? aesKeyLength(stat.encryption_method) : 0;
+    const bool plain = (stat.valid & ZIP_STAT_ENCRYPTION_METHOD) && stat.encryption_method == ZIP_EM_NONE;
     const bool readable = (stat.valid & ZIP_STAT_COMP_METHOD) && (stat.valid & ZIP_STAT_COMP_SIZE) &&
                           (stat.valid & ZIP_STAT_CRC) &&
                           (stat.comp_method == ZIP_CM_STORE || stat.comp_method == ZIP_CM_DEFLATE);
-    if (key == 0 || !readable) {
+    if (!readable || (key == 0 && !plain)) {
         // Methods the engine cannot handle are refused here: its failing open
         // of such an entry loses memory.
         if (((stat.valid & ZIP_STAT_COMP_METHOD) && !zip_compression_method_supported(stat.comp_method, 0)) ||
@@ -73,19 +75,19 @@ EntryReader::EntryReader(zip_t* archive, zip_uint64_t index, const std::string& 
         return;
     }
 
-    // AES entries are decrypted, verified and inflated here. Those of the AE-1
+    // Decrypted, verified, inflated and checked here. AES entries of the AE-1
     // kind also carry a checksum; AE-2 entries (checksum 0) rely on the HMAC alone.
     m_expectedChecksum = stat.crc;
-    m_checkChecksum = stat.crc != 0;
-    if (password.empty()) {
+    m_checkChecksum = key == 0 || stat.crc != 0;
+    if (key != 0 && password.empty()) {
         failWith("no password given");
         return;
     }
-    m_file = zip_fopen_index(archive, index, ZIP_FL_ENCRYPTED);
+    m_file = zip_fopen_index(archive, index, key != 0 ? ZIP_FL_ENCRYPTED : ZIP_FL_COMPRESSED);
     if (m_file == nullptr)
         noteEngineProblem(zip_get_error(archive));
     else
-        m_open = startOwn(password, key, stat.comp_method == ZIP_CM_STORE, stat.comp_size);
+        m_open = startOwn(key != 0 ? password : std::string(), key, stat.comp_method == ZIP_CM_STORE, stat.comp_size);
 }
 
 EntryReader::EntryReader(const std::shared_ptr<Spool>& spool, const SpooledEntry& entry, const std::string& password)
@@ -127,16 +129,14 @@ bool EntryReader::startOwn(const std::string& password, std::size_t key, bool st
         m_aes = std::move(aes);
     }
     if (!m_stored) {
-        m_zlibOpen = inflateInit2(&m_zlib, -MAX_WBITS) == Z_OK; // raw deflate, as in zip entries
-        m_input.resize(1 << 16);
-        return m_zlibOpen;
+        m_inflaterOpen = m_inflater.start();
+        m_input.resize(kInputBytes);
+        return m_inflaterOpen;
     }
     return true;
 }
 
 EntryReader::~EntryReader() {
-    if (m_zlibOpen)
-        inflateEnd(&m_zlib);
     if (m_file != nullptr)
         zip_fclose(m_file);
 }
@@ -241,7 +241,7 @@ std::int64_t EntryReader::readPiece(void* data, std::uint64_t size) {
             return -1;
         if (got == 0)
             break;
-        m_checksum = crc32(m_checksum, out + total, static_cast<uInt>(got));
+        m_checksum = entryCrc32(m_checksum, out + total, static_cast<std::size_t>(got));
         total += static_cast<std::uint64_t>(got);
     }
     return static_cast<std::int64_t>(total);
@@ -250,25 +250,32 @@ std::int64_t EntryReader::readPiece(void* data, std::uint64_t size) {
 std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
     if (m_stored)
         return readStored(static_cast<unsigned char*>(data), size);
-    if (!m_zlibOpen)
+    if (!m_inflaterOpen)
         return -1;
-    if (m_zlibDone || size == 0)
+    if (m_inflated || size == 0)
         return 0;
-    m_zlib.next_out = static_cast<Bytef*>(data);
-    m_zlib.avail_out = static_cast<uInt>(std::min<std::uint64_t>(size, 1u << 30));
-    while (m_zlib.avail_out > 0) {
-        if (m_zlib.avail_in == 0 && !m_inputEnded) {
+    unsigned char* const begin = static_cast<unsigned char*>(data);
+    unsigned char* out = begin;
+    std::size_t room = static_cast<std::size_t>(std::min<std::uint64_t>(size, 1u << 30));
+    while (room > 0) {
+        if (m_inputTaken == m_inputEnd && !m_inputEnded) {
             const std::int64_t got = readStored(m_input.data(), m_input.size());
             if (got < 0)
                 return -1;
-            if (got == 0)
-                m_inputEnded = true;
-            m_zlib.next_in = m_input.data();
-            m_zlib.avail_in = static_cast<uInt>(got);
+            m_inputEnded = got == 0;
+            m_inputTaken = 0;
+            m_inputEnd = static_cast<std::size_t>(got);
         }
-        const int status = inflate(&m_zlib, Z_NO_FLUSH);
-        if (status == Z_STREAM_END) {
-            m_zlibDone = true;
+        const unsigned char* in = m_input.data() + m_inputTaken;
+        std::size_t inSize = m_inputEnd - m_inputTaken;
+        const std::size_t roomBefore = room;
+        const CodecStatus status = m_inflater.step(in, inSize, out, room);
+        const bool moved = m_inputTaken != m_inputEnd - inSize || room != roomBefore;
+        m_inputTaken = m_inputEnd - inSize;
+        if (status == CodecStatus::Failed)
+            return failWith("damaged entry: bad compressed data");
+        if (status == CodecStatus::End) {
+            m_inflated = true;
             // Read to the end, so that the HMAC is verified before the last bytes count.
             unsigned char rest[512];
             for (std::int64_t got; (got = readStored(rest, sizeof rest)) != 0;)
@@ -276,15 +283,13 @@ std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
                     return -1;
             break;
         }
-        if (status == Z_BUF_ERROR) {
-            if (m_inputEnded && m_zlib.avail_in == 0)
-                return failWith("damaged entry: the data ends early");
-            continue;
+        if (!moved) {
+            // Nothing more comes of this stream: its input ended, or it cannot go on.
+            return failWith(m_inputEnded && m_inputTaken == m_inputEnd ? "damaged entry: the data ends early"
+                                                                       : "damaged entry: bad compressed data");
         }
-        if (status != Z_OK)
-            return failWith("damaged entry: bad compressed data");
     }
-    return static_cast<std::int64_t>(m_zlib.next_out - static_cast<Bytef*>(data));
+    return static_cast<std::int64_t>(out - begin);
 }
 
 } // namespace FileSystem::detail

@@ -2,8 +2,9 @@
 
 // Reading the data of one entry (internal).
 
+#include <FileSystem/zip/detail/Deflate.h>
+
 #include <zip.h>
-#include <zlib.h>
 
 #include <cstdint>
 #include <memory>
@@ -18,12 +19,14 @@ class WinZipAes;
 
 /// The data of an entry, decrypted and inflated.
 ///
-/// WinZip AES entries of the AE-2 kind store no checksum (their HMAC stands
-/// for it). The engine of this build checks a checksum on such entries from 20
-/// bytes on and so fails every one that 7-Zip writes; AES entries are therefore
-/// read raw from the engine and decrypted, verified and inflated here (which is
-/// also faster than the engine's own decryption). Entries that a writer added
-/// and has not written yet are read from its spool in the same way.
+/// Stored and deflated entries, plain or WinZip AES, are read raw from the
+/// engine and decrypted, verified, inflated and checked here: the inflater and
+/// checksum of this build are faster than the engine's, and WinZip AES entries
+/// of the AE-2 kind store no checksum (their HMAC stands for it), which the
+/// engine of this build checks from 20 bytes on and so fails every one that
+/// 7-Zip writes. Traditionally encrypted entries and other methods are left to
+/// the engine. Entries that a writer added and has not written yet are read
+/// from its spool in the same way.
 class EntryReader {
 public:
     /// Opens entry `index` with a password (empty: none, or the engine's default).
@@ -71,14 +74,16 @@ private:
     std::unique_ptr<WinZipAes> m_aes; ///< set for an entry decrypted here
     std::uint64_t m_remaining = 0;    ///< stored data bytes still to read
     bool m_verified = false;
-    uLong m_checksum = 0;         ///< CRC-32 of the data handed out
-    uLong m_expectedChecksum = 0;
+    std::uint32_t m_checksum = 0; ///< CRC-32 of the data handed out
+    std::uint32_t m_expectedChecksum = 0;
     bool m_checkChecksum = false;
     bool m_stored = false;
-    z_stream m_zlib{};
-    bool m_zlibOpen = false;
-    bool m_zlibDone = false;
+    RawInflater m_inflater;
+    bool m_inflaterOpen = false;
+    bool m_inflated = false; ///< the deflate stream ended
     std::vector<unsigned char> m_input;
+    std::size_t m_inputTaken = 0; ///< [m_inputTaken, m_inputEnd) waits to be inflated
+    std::size_t m_inputEnd = 0;
     bool m_inputEnded = false;
     std::uint64_t m_declared = 0;  ///< the size the entry declares
     bool m_sizeKnown = false;

@@ -1,0 +1,201 @@
+#include <FileSystem/zip/detail/Deflate.h>
+
+#include <zlib.h>
+
+#if FILESYSTEM_WITH_ISAL
+#include <isa-l/crc.h>
+#include <isa-l/igzip_lib.h>
+#endif
+
+#include <algorithm>
+#include <vector>
+
+namespace FileSystem::detail {
+
+namespace {
+
+// Both libraries count in 32 bits; larger pieces go in over several steps.
+constexpr std::size_t kStepLimit = 1u << 30;
+
+unsigned clamp32(std::size_t size) { return static_cast<unsigned>(std::min(size, kStepLimit)); }
+
+/// Moves the caller's pointers and sizes past what a library step used.
+template <typename Byte>
+void advance(const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room,
+             const Byte* nextIn, const Byte* nextOut) {
+    const auto taken = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(nextIn) - in);
+    const auto given = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(nextOut) - out);
+    in += taken;
+    inSize -= taken;
+    out += given;
+    room -= given;
+}
+
+#if FILESYSTEM_WITH_ISAL
+// ISA-L's three levels give archives no larger than zlib's 1 to 3 at about ten
+// times their speed; zlib's levels from 4 on compress better than any of them.
+constexpr int kHighestIsalLevel = 3;
+
+bool isalDeflates(int level) { return level >= 1 && level <= kHighestIsalLevel; }
+#else
+bool isalDeflates(int) { return false; }
+#endif
+
+} // namespace
+
+std::uint32_t entryCrc32(std::uint32_t crc, const unsigned char* data, std::size_t size) noexcept {
+#if FILESYSTEM_WITH_ISAL
+    return crc32_gzip_refl(crc, data, size);
+#else
+    return static_cast<std::uint32_t>(crc32_z(crc, data, size));
+#endif
+}
+
+const char* deflateLibrary(int level) noexcept { return isalDeflates(level) ? "ISA-L" : "zlib"; }
+
+// ---- Deflate -------------------------------------------------------------------
+
+struct RawDeflater::State {
+    z_stream zlib{};
+    bool zlibOpen = false;
+#if FILESYSTEM_WITH_ISAL
+    std::unique_ptr<isal_zstream> isal;
+    std::vector<std::uint8_t> levelBuffer;
+#endif
+
+    ~State() {
+        if (zlibOpen)
+            deflateEnd(&zlib);
+    }
+};
+
+RawDeflater::RawDeflater() = default;
+RawDeflater::~RawDeflater() = default;
+
+bool RawDeflater::start(int level) {
+    if (m_state)
+        return false;
+    m_state = std::make_unique<State>();
+    if (level < 1)
+        level = Z_DEFAULT_COMPRESSION;
+#if FILESYSTEM_WITH_ISAL
+    if (isalDeflates(level)) {
+        m_state->isal = std::make_unique<isal_zstream>();
+        isal_zstream& stream = *m_state->isal;
+        isal_deflate_init(&stream);
+        m_state->levelBuffer.resize(level == 1 ? ISAL_DEF_LVL1_DEFAULT
+                                    : level == 2 ? ISAL_DEF_LVL2_DEFAULT
+                                                 : ISAL_DEF_LVL3_DEFAULT);
+        stream.level = static_cast<std::uint32_t>(level);
+        stream.level_buf = m_state->levelBuffer.data();
+        stream.level_buf_size = static_cast<std::uint32_t>(m_state->levelBuffer.size());
+        stream.gzip_flag = IGZIP_DEFLATE;
+        stream.flush = NO_FLUSH;
+        return true;
+    }
+#endif
+    // Negative window bits: raw deflate, with the largest window.
+    m_state->zlibOpen =
+        deflateInit2(&m_state->zlib, std::min(level, 9), Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK;
+    return m_state->zlibOpen;
+}
+
+CodecStatus RawDeflater::step(const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room,
+                              bool finish) {
+    if (!m_state)
+        return CodecStatus::Failed;
+#if FILESYSTEM_WITH_ISAL
+    if (m_state->isal) {
+        isal_zstream& stream = *m_state->isal;
+        stream.next_in = const_cast<std::uint8_t*>(in);
+        stream.avail_in = clamp32(inSize);
+        stream.next_out = out;
+        stream.avail_out = clamp32(room);
+        // The last piece is the last only when it goes in whole.
+        stream.end_of_stream = finish && inSize <= kStepLimit ? 1 : 0;
+        const int status = isal_deflate(&stream);
+        advance(in, inSize, out, room, stream.next_in, stream.next_out);
+        if (status != COMP_OK)
+            return CodecStatus::Failed;
+        return stream.internal_state.state == ZSTATE_END ? CodecStatus::End : CodecStatus::Progress;
+    }
+#endif
+    if (!m_state->zlibOpen)
+        return CodecStatus::Failed;
+    z_stream& stream = m_state->zlib;
+    stream.next_in = const_cast<Bytef*>(in);
+    stream.avail_in = clamp32(inSize);
+    stream.next_out = out;
+    stream.avail_out = clamp32(room);
+    const int status = deflate(&stream, finish && inSize <= kStepLimit ? Z_FINISH : Z_NO_FLUSH);
+    advance(in, inSize, out, room, stream.next_in, stream.next_out);
+    if (status == Z_STREAM_END)
+        return CodecStatus::End;
+    return status == Z_OK || status == Z_BUF_ERROR ? CodecStatus::Progress : CodecStatus::Failed;
+}
+
+// ---- Inflate -------------------------------------------------------------------
+
+struct RawInflater::State {
+    z_stream zlib{};
+    bool zlibOpen = false;
+#if FILESYSTEM_WITH_ISAL
+    inflate_state isal;
+#endif
+
+    ~State() {
+        if (zlibOpen)
+            inflateEnd(&zlib);
+    }
+};
+
+RawInflater::RawInflater() = default;
+RawInflater::~RawInflater() = default;
+
+bool RawInflater::start() {
+    if (m_state)
+        return false;
+    m_state = std::make_unique<State>();
+#if FILESYSTEM_WITH_ISAL
+    isal_inflate_init(&m_state->isal);
+    m_state->isal.crc_flag = ISAL_DEFLATE; // raw deflate, no checksum of its own
+    return true;
+#else
+    m_state->zlibOpen = inflateInit2(&m_state->zlib, -MAX_WBITS) == Z_OK;
+    return m_state->zlibOpen;
+#endif
+}
+
+CodecStatus RawInflater::step(const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room) {
+    if (!m_state)
+        return CodecStatus::Failed;
+#if FILESYSTEM_WITH_ISAL
+    inflate_state& stream = m_state->isal;
+    if (stream.block_state == ISAL_BLOCK_FINISH)
+        return CodecStatus::End;
+    stream.next_in = const_cast<std::uint8_t*>(in);
+    stream.avail_in = clamp32(inSize);
+    stream.next_out = out;
+    stream.avail_out = clamp32(room);
+    const int status = isal_inflate(&stream);
+    advance(in, inSize, out, room, stream.next_in, stream.next_out);
+    if (status < 0 || status == ISAL_NEED_DICT)
+        return CodecStatus::Failed;
+    return stream.block_state == ISAL_BLOCK_FINISH ? CodecStatus::End : CodecStatus::Progress;
+#else
+    if (!m_state->zlibOpen)
+        return CodecStatus::Failed;
+    z_stream& stream = m_state->zlib;
+    stream.next_in = const_cast<Bytef*>(in);
+    stream.avail_in = clamp32(inSize);
+    stream.next_out = out;
+    stream.avail_out = clamp32(room);
+    const int status = inflate(&stream, Z_NO_FLUSH);
+    advance(in, inSize, out, room, stream.next_in, stream.next_out);
+    if (status == Z_STREAM_END)
+        return CodecStatus::End;
+    return status == Z_OK || status == Z_BUF_ERROR ? CodecStatus::Progress : CodecStatus::Failed;
+#endif
+}
+
+} // namespace FileSystem::detail
