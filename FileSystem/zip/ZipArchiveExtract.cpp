@@ -13,7 +13,9 @@
 #include <FileSystem/zip/detail/EntryNames.h>
 #include <FileSystem/zip/detail/EntryReader.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -77,17 +79,19 @@ void writeEntry(detail::EntryReader& data, const ZipArchive::FileInfo& info, sys
         folder.removeFile(temporary);
         fail(why);
     };
-    std::vector<char> buffer(static_cast<std::size_t>(ZipArchive::s_ChuckSize));
+    // Large writes for large entries (fewer calls), small buffers for small ones.
+    const auto chunk = static_cast<std::size_t>(std::clamp<std::uint64_t>(info.uncompressedSize, 4096, 1 << 18));
+    const std::unique_ptr<char[]> buffer(new char[chunk]);
     std::uint64_t written = 0;
     for (;;) {
         // The reader never hands out more than the entry declares, and checks
         // the whole entry before it hands out the last byte.
-        const std::int64_t got = data.read(buffer.data(), buffer.size());
+        const std::int64_t got = data.read(buffer.get(), chunk);
         if (got < 0)
             discard("Failed to read from zip : " + info.name + " (" + data.problem() + ")");
         if (got == 0)
             break;
-        if (!out.write(buffer.data(), static_cast<std::size_t>(got)))
+        if (!out.write(buffer.get(), static_cast<std::size_t>(got)))
             discard("Difference in written bytes and read bytes from zip");
         written += static_cast<std::uint64_t>(got);
     }

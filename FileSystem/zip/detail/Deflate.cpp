@@ -59,36 +59,52 @@ struct RawDeflater::State {
     z_stream zlib{};
     bool zlibOpen = false;
 #if FILESYSTEM_WITH_ISAL
+    bool isalActive = false;
     std::unique_ptr<isal_zstream> isal;
-    std::vector<std::uint8_t> levelBuffer;
+    std::unique_ptr<std::uint8_t[]> levelBuffer; // room for the highest level
 #endif
 
-    ~State() {
+    void endZlib() {
         if (zlibOpen)
             deflateEnd(&zlib);
+        zlibOpen = false;
     }
+    ~State() { endZlib(); }
 };
 
+std::unique_ptr<RawDeflater::State>& RawDeflater::spare() {
+    thread_local std::unique_ptr<State> state;
+    return state;
+}
+
 RawDeflater::RawDeflater() = default;
-RawDeflater::~RawDeflater() = default;
+
+RawDeflater::~RawDeflater() {
+    if (m_state && !spare()) {
+        m_state->endZlib(); // the next stream may want another level
+        spare() = std::move(m_state);
+    }
+}
 
 bool RawDeflater::start(int level) {
     if (m_state)
         return false;
-    m_state = std::make_unique<State>();
+    m_state = spare() ? std::move(spare()) : std::make_unique<State>();
     if (level < 1)
         level = Z_DEFAULT_COMPRESSION;
 #if FILESYSTEM_WITH_ISAL
-    if (isalDeflates(level)) {
-        m_state->isal = std::make_unique<isal_zstream>();
+    m_state->isalActive = isalDeflates(level);
+    if (m_state->isalActive) {
+        if (!m_state->isal) {
+            m_state->isal.reset(new isal_zstream);
+            m_state->levelBuffer.reset(new std::uint8_t[ISAL_DEF_LVL3_DEFAULT]);
+        }
         isal_zstream& stream = *m_state->isal;
         isal_deflate_init(&stream);
-        m_state->levelBuffer.resize(level == 1 ? ISAL_DEF_LVL1_DEFAULT
-                                    : level == 2 ? ISAL_DEF_LVL2_DEFAULT
-                                                 : ISAL_DEF_LVL3_DEFAULT);
         stream.level = static_cast<std::uint32_t>(level);
-        stream.level_buf = m_state->levelBuffer.data();
-        stream.level_buf_size = static_cast<std::uint32_t>(m_state->levelBuffer.size());
+        stream.level_buf = m_state->levelBuffer.get();
+        stream.level_buf_size = level == 1 ? ISAL_DEF_LVL1_DEFAULT : level == 2 ? ISAL_DEF_LVL2_DEFAULT
+                                                                                : ISAL_DEF_LVL3_DEFAULT;
         stream.gzip_flag = IGZIP_DEFLATE;
         stream.flush = NO_FLUSH;
         return true;
@@ -105,7 +121,7 @@ CodecStatus RawDeflater::step(const unsigned char*& in, std::size_t& inSize, uns
     if (!m_state)
         return CodecStatus::Failed;
 #if FILESYSTEM_WITH_ISAL
-    if (m_state->isal) {
+    if (m_state->isalActive) {
         isal_zstream& stream = *m_state->isal;
         stream.next_in = const_cast<std::uint8_t*>(in);
         stream.avail_in = clamp32(inSize);
@@ -140,8 +156,9 @@ struct RawInflater::State {
     z_stream zlib{};
     bool zlibOpen = false;
 #if FILESYSTEM_WITH_ISAL
-    inflate_state isal;
+    inflate_state isal; // set up by start; left uninitialised until then
 #endif
+    std::unique_ptr<unsigned char[]> input{new unsigned char[s_inputSize]};
 
     ~State() {
         if (zlibOpen)
@@ -149,22 +166,36 @@ struct RawInflater::State {
     }
 };
 
+std::unique_ptr<RawInflater::State>& RawInflater::spare() {
+    thread_local std::unique_ptr<State> state;
+    return state;
+}
+
 RawInflater::RawInflater() = default;
-RawInflater::~RawInflater() = default;
+
+RawInflater::~RawInflater() {
+    if (m_state && !spare())
+        spare() = std::move(m_state);
+}
 
 bool RawInflater::start() {
     if (m_state)
         return false;
-    m_state = std::make_unique<State>();
+    m_state = spare() ? std::move(spare()) : std::unique_ptr<State>(new State);
 #if FILESYSTEM_WITH_ISAL
     isal_inflate_init(&m_state->isal);
     m_state->isal.crc_flag = ISAL_DEFLATE; // raw deflate, no checksum of its own
     return true;
 #else
+    // Negative window bits: raw deflate, as zip entries hold it.
+    if (m_state->zlibOpen)
+        return inflateReset(&m_state->zlib) == Z_OK;
     m_state->zlibOpen = inflateInit2(&m_state->zlib, -MAX_WBITS) == Z_OK;
     return m_state->zlibOpen;
 #endif
 }
+
+unsigned char* RawInflater::input() noexcept { return m_state ? m_state->input.get() : nullptr; }
 
 CodecStatus RawInflater::step(const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room) {
     if (!m_state)

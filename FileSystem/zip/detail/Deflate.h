@@ -25,7 +25,8 @@ enum class CodecStatus {
 
 /// Compresses into a raw deflate stream (no header), as zip entries hold it.
 /// Each step takes what input it can and fills what room it can; the pointers
-/// and sizes are moved past what was used.
+/// and sizes are moved past what was used. Like the inflater's, its large
+/// buffers are kept for the next deflater of the same thread.
 class RawDeflater {
 public:
     RawDeflater();
@@ -42,13 +43,21 @@ public:
 
 private:
     struct State;
+    static std::unique_ptr<State>& spare();
     std::unique_ptr<State> m_state;
 };
 
 /// Decompresses a raw deflate stream. Progress with nothing taken and nothing
 /// given means the step needs more input (or room).
+///
+/// Its state, with a buffer for the caller's input, is kept for the next
+/// inflater of the same thread: an archive of many entries would otherwise
+/// spend much of its time allocating, clearing and returning them.
 class RawInflater {
 public:
+    /// The size of input().
+    static constexpr std::size_t s_inputSize = std::size_t{1} << 17;
+
     RawInflater();
     ~RawInflater();
     RawInflater(const RawInflater&) = delete;
@@ -56,9 +65,12 @@ public:
 
     bool start();
     CodecStatus step(const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room);
+    /// A buffer of s_inputSize bytes for the compressed input, once started.
+    unsigned char* input() noexcept;
 
 private:
     struct State;
+    static std::unique_ptr<State>& spare();
     std::unique_ptr<State> m_state;
 };
 

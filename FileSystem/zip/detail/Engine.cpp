@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace FileSystem::detail {
 
@@ -55,7 +56,27 @@ struct ArchiveFile {
     std::int64_t inModified = 0;
     sys::OpenFile out;
     std::string temporary;
+    std::vector<unsigned char> pending; ///< written, not yet in `out`: the engine writes in small pieces
     zip_error_t error{};
+
+    static constexpr std::size_t kWriteBuffer = std::size_t{1} << 20;
+
+    bool flush() {
+        const bool written = pending.empty() || out.write(pending.data(), pending.size());
+        pending.clear();
+        return written;
+    }
+
+    zip_int64_t write(const void* data, zip_uint64_t length) {
+        if (pending.size() + length > kWriteBuffer && !flush())
+            return fail(ZIP_ER_WRITE);
+        if (length >= kWriteBuffer)
+            return out.write(data, static_cast<std::size_t>(length)) ? static_cast<zip_int64_t>(length)
+                                                                      : fail(ZIP_ER_WRITE);
+        const auto* bytes = static_cast<const unsigned char*>(data);
+        pending.insert(pending.end(), bytes, bytes + length);
+        return static_cast<zip_int64_t>(length);
+    }
 
     zip_int64_t fail(int code) {
         zip_error_set(&error, code, 0);
@@ -84,7 +105,7 @@ struct ArchiveFile {
         const sys::SeekFrom from = args->whence == SEEK_SET   ? sys::SeekFrom::Start
                                    : args->whence == SEEK_CUR ? sys::SeekFrom::Current
                                                               : sys::SeekFrom::End;
-        return sys::seek(out, args->offset, from) ? 0 : fail(ZIP_ER_SEEK);
+        return flush() && sys::seek(out, args->offset, from) ? 0 : fail(ZIP_ER_SEEK);
     }
 
     zip_int64_t handle(void* data, zip_uint64_t length, zip_source_cmd_t command) {
@@ -138,16 +159,16 @@ struct ArchiveFile {
             return 0;
         }
         case ZIP_SOURCE_WRITE:
-            return out.write(data, static_cast<std::size_t>(length)) ? static_cast<zip_int64_t>(length)
-                                                                      : fail(ZIP_ER_WRITE);
+            return write(data, length);
         case ZIP_SOURCE_SEEK_WRITE:
             return seekWrite(data, length);
         case ZIP_SOURCE_TELL_WRITE: {
             const auto position = sys::seek(out, 0, sys::SeekFrom::Current);
-            return position ? static_cast<zip_int64_t>(*position) : fail(ZIP_ER_TELL);
+            return position ? static_cast<zip_int64_t>(*position + pending.size()) : fail(ZIP_ER_TELL);
         }
         case ZIP_SOURCE_COMMIT_WRITE: {
-            const bool closed = out.close();
+            const bool closed = flush() && out.close();
+            pending = {};
             if (!closed || place.folder.rename(temporary, place.folder, place.name, true) != sys::RenameResult::Done) {
                 place.folder.removeFile(temporary);
                 return fail(ZIP_ER_RENAME);
@@ -158,6 +179,7 @@ struct ArchiveFile {
             return 0;
         }
         case ZIP_SOURCE_ROLLBACK_WRITE:
+            pending = {};
             out.close();
             place.folder.removeFile(temporary);
             return 0;

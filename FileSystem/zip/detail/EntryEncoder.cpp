@@ -11,10 +11,49 @@ namespace {
 
 constexpr std::size_t kKeyLength = 32; // AES-256
 constexpr std::size_t kOutputStep = 1 << 16;
+// Plain bytes go to the deflater in pieces of at least this size (but the
+// last): ISA-L decides per piece between coded and stored blocks, and data
+// that does not compress, given in small pieces, comes out coded, a little
+// larger than stored and several times slower to inflate.
+constexpr std::size_t kDeflatePiece = 1 << 20;
 
 } // namespace
 
-EntryEncoder::~EntryEncoder() = default;
+namespace {
+
+/// The buffers of the last encoder of a thread, for the next one: an archive of
+/// many entries would otherwise allocate and return a few MiB for each.
+struct Buffers {
+    std::vector<unsigned char> staged;
+    std::vector<unsigned char> output;
+};
+
+Buffers& spareBuffers() {
+    thread_local Buffers buffers;
+    return buffers;
+}
+
+// Larger buffers (from a caller that never took its output) are not kept.
+constexpr std::size_t kKeptCapacity = 4 * kDeflatePiece;
+
+} // namespace
+
+EntryEncoder::EntryEncoder() {
+    Buffers& spare = spareBuffers();
+    m_staged = std::move(spare.staged);
+    m_output = std::move(spare.output);
+    m_staged.clear();
+}
+
+EntryEncoder::~EntryEncoder() {
+    Buffers& spare = spareBuffers();
+    if (spare.staged.capacity() == 0 && m_staged.capacity() <= kKeptCapacity) {
+        m_staged.clear();
+        spare.staged = std::move(m_staged);
+    }
+    if (spare.output.capacity() == 0 && m_output.capacity() <= kKeptCapacity)
+        spare.output = std::move(m_output);
+}
 
 bool EntryEncoder::start(const std::string& password, int level) {
     if (m_started)
@@ -37,12 +76,28 @@ bool EntryEncoder::put(const unsigned char* data, std::size_t size) {
         return false;
     m_checksum = entryCrc32(m_checksum, data, size);
     m_plainSize += size;
-    return m_deflate ? deflateInto(data, size, false) : append(data, size, m_encrypt);
+    if (!m_deflate)
+        return append(data, size, m_encrypt);
+    if (m_staged.empty() && size >= kDeflatePiece)
+        return deflateInto(data, size, false);
+    while (size > 0) {
+        const std::size_t n = std::min(size, kDeflatePiece - m_staged.size());
+        m_staged.insert(m_staged.end(), data, data + n);
+        data += n;
+        size -= n;
+        if (m_staged.size() == kDeflatePiece) {
+            if (!deflateInto(m_staged.data(), m_staged.size(), false))
+                return false;
+            m_staged.clear();
+        }
+    }
+    return true;
 }
 
 bool EntryEncoder::finish() {
-    if (!m_started || m_finished || (m_deflate && !deflateInto(nullptr, 0, true)))
+    if (!m_started || m_finished || (m_deflate && !deflateInto(m_staged.data(), m_staged.size(), true)))
         return false;
+    m_staged.clear();
     if (m_encrypt) {
         unsigned char code[kAesAuthenticationLength];
         if (!m_aes.authenticationCode(code))
@@ -66,7 +121,9 @@ void EntryEncoder::makeRoom(std::size_t size) {
 
 bool EntryEncoder::deflateInto(const unsigned char* data, std::size_t size, bool finish) {
     for (;;) {
-        makeRoom(kOutputStep);
+        // Room for the whole piece stored: ISA-L falls back to stored blocks for
+        // data that does not compress only when the stored form fits the room.
+        makeRoom(std::max(kOutputStep, size + size / 16 + 4096));
         std::size_t room = m_output.size() - m_end;
         unsigned char* out = m_output.data() + m_end;
         const CodecStatus status = m_deflater.step(data, size, out, room, finish);

@@ -18,7 +18,7 @@ namespace FileSystem::detail {
 /// authentication code. Bytes go in with put and finish, and come out with take.
 class EntryEncoder {
 public:
-    EntryEncoder() = default;
+    EntryEncoder();
     ~EntryEncoder();
     EntryEncoder(const EntryEncoder&) = delete;
     EntryEncoder& operator=(const EntryEncoder&) = delete;
@@ -55,6 +55,7 @@ private:
     std::uint32_t m_checksum = 0;
     std::uint64_t m_plainSize = 0;
     std::uint64_t m_storedSize = 0;
+    std::vector<unsigned char> m_staged; ///< plain bytes that wait for a piece to fill
     std::vector<unsigned char> m_output; ///< [m_taken, m_end) waits to be taken
     std::size_t m_taken = 0;
     std::size_t m_end = 0;

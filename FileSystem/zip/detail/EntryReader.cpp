@@ -13,7 +13,7 @@ namespace FileSystem::detail {
 namespace {
 
 constexpr std::size_t kPieceBytes = 1 << 18;
-constexpr std::size_t kInputBytes = 1 << 16;
+constexpr std::size_t kInputLow = 1 << 12;
 
 } // namespace
 
@@ -130,7 +130,7 @@ bool EntryReader::startOwn(const std::string& password, std::size_t key, bool st
     }
     if (!m_stored) {
         m_inflaterOpen = m_inflater.start();
-        m_input.resize(kInputBytes);
+        m_input = m_inflater.input();
         return m_inflaterOpen;
     }
     return true;
@@ -258,15 +258,20 @@ std::int64_t EntryReader::readPlain(void* data, std::uint64_t size) {
     unsigned char* out = begin;
     std::size_t room = static_cast<std::size_t>(std::min<std::uint64_t>(size, 1u << 30));
     while (room > 0) {
-        if (m_inputTaken == m_inputEnd && !m_inputEnded) {
-            const std::int64_t got = readStored(m_input.data(), m_input.size());
+        if (m_inputEnd - m_inputTaken < kInputLow && !m_inputEnded) {
+            // The inflater runs much faster with input ahead of it than on the
+            // last few bytes of a piece, so what is left moves to the front and
+            // more is read behind it.
+            const std::size_t left = m_inputEnd - m_inputTaken;
+            std::memmove(m_input, m_input + m_inputTaken, left);
+            const std::int64_t got = readStored(m_input + left, RawInflater::s_inputSize - left);
             if (got < 0)
                 return -1;
             m_inputEnded = got == 0;
             m_inputTaken = 0;
-            m_inputEnd = static_cast<std::size_t>(got);
+            m_inputEnd = left + static_cast<std::size_t>(got);
         }
-        const unsigned char* in = m_input.data() + m_inputTaken;
+        const unsigned char* in = m_input + m_inputTaken;
         std::size_t inSize = m_inputEnd - m_inputTaken;
         const std::size_t roomBefore = room;
         const CodecStatus status = m_inflater.step(in, inSize, out, room);

@@ -81,7 +81,7 @@ private:
     RawInflater m_inflater;
     bool m_inflaterOpen = false;
     bool m_inflated = false; ///< the deflate stream ended
-    std::vector<unsigned char> m_input;
+    unsigned char* m_input = nullptr; ///< the inflater's input buffer
     std::size_t m_inputTaken = 0; ///< [m_inputTaken, m_inputEnd) waits to be inflated
     std::size_t m_inputEnd = 0;
     bool m_inputEnded = false;

@@ -3,6 +3,7 @@
 #include <FileSystem/platform/OpenFiles.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace FileSystem::detail {
 
@@ -22,11 +23,31 @@ bool Spool::append(const void* data, std::size_t size) {
 }
 
 std::int64_t Spool::readAt(void* data, std::size_t size, std::uint64_t offset) {
-    return m_file ? sys::readAt(m_file, data, size, offset) : -1;
+    if (!m_file)
+        return -1;
+    if (size >= kReadAhead)
+        return sys::readAt(m_file, data, size, offset);
+    // The engine copies entries in small pieces: they are served from a large
+    // read of what follows.
+    if (offset < m_aheadOffset || offset + size > m_aheadOffset + m_aheadSize) {
+        m_ahead.resize(kReadAhead);
+        const std::int64_t got = sys::readAt(m_file, m_ahead.data(), kReadAhead, offset);
+        if (got < 0) {
+            m_aheadSize = 0;
+            return -1;
+        }
+        m_aheadOffset = offset;
+        m_aheadSize = static_cast<std::size_t>(got);
+    }
+    const std::size_t n = std::min<std::uint64_t>(size, m_aheadOffset + m_aheadSize - offset);
+    std::memcpy(data, m_ahead.data() + (offset - m_aheadOffset), n);
+    return static_cast<std::int64_t>(n);
 }
 
 bool Spool::clear() {
     m_size = 0;
+    m_aheadSize = 0;
+    m_ahead = {};
     return m_file && sys::resize(m_file, 0) && sys::seek(m_file, 0, sys::SeekFrom::Start).has_value();
 }
 

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace FileSystem::detail {
 
@@ -44,8 +45,13 @@ public:
     bool clear();
 
 private:
+    static constexpr std::size_t kReadAhead = std::size_t{1} << 20;
+
     sys::OpenFile m_file;
     std::uint64_t m_size = 0;
+    std::vector<unsigned char> m_ahead; ///< spool bytes from m_aheadOffset on, read ahead
+    std::uint64_t m_aheadOffset = 0;
+    std::size_t m_aheadSize = 0;
 };
 
 /// A source for the engine that hands out a spooled entry's stored bytes with

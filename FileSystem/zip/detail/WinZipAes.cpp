@@ -22,7 +22,7 @@ namespace FileSystem::detail {
 
 namespace {
 
-constexpr std::size_t kKeystreamBytes = 1 << 16;
+constexpr std::size_t kKeystreamBytes = 1 << 14;
 constexpr std::size_t kDigestLength = SHA_DIGEST_LENGTH;
 
 const EVP_CIPHER* ecbCipher(std::size_t key) {
@@ -121,7 +121,6 @@ bool pbkdf2HmacSha1(const std::string& password, const unsigned char* salt, std:
 WinZipAes::~WinZipAes() {
     EVP_CIPHER_CTX_free(m_cipher);
     EVP_MAC_CTX_free(m_mac);
-    EVP_MAC_free(m_macType);
     if (!m_keystream.empty())
         OPENSSL_cleanse(m_keystream.data(), m_keystream.size());
 }
@@ -136,8 +135,9 @@ bool WinZipAes::start(const std::string& password, const unsigned char* salt, st
         return false;
     std::memcpy(verifier, keys + 2 * keyLength, kAesVerifierLength);
     m_cipher = EVP_CIPHER_CTX_new();
-    m_macType = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
-    m_mac = m_macType ? EVP_MAC_CTX_new(m_macType) : nullptr;
+    // Fetched once: a fetch looks the algorithm up among the providers.
+    static EVP_MAC* const hmac = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
+    m_mac = hmac ? EVP_MAC_CTX_new(hmac) : nullptr;
     char digest[] = "SHA1";
     const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, 0),
                                      OSSL_PARAM_construct_end()};

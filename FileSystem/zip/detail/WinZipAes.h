@@ -53,7 +53,6 @@ private:
     bool refill();
 
     EVP_CIPHER_CTX* m_cipher = nullptr;
-    EVP_MAC* m_macType = nullptr;
     EVP_MAC_CTX* m_mac = nullptr;
     std::uint64_t m_counterLow = 0; ///< the 128-bit block counter
     std::uint64_t m_counterHigh = 0;
