@@ -1,6 +1,7 @@
 // Zip archives of a tree of about 200 MB (half text that compresses well, half
 // random bytes that do not, files of 4 KiB to 4 MiB in nested folders):
-// ZipArchive against zip -1 / unzip, and AES-256 entries against 7z (set
+// ZipArchive against zip -1 / zip -6 / unzip, AES-256 entries against 7z, and
+// the archive's size at every level (set
 // FILESYSTEM_BENCH_DIR to choose where the tree lies; the system's temporary
 // folder by default).
 
@@ -96,39 +97,67 @@ void finish(benchmark::State& state, const std::string& archive) {
     state.counters["files"] = double(workspace().files);
 }
 
+bool writeArchive(const std::string& archive, int level) {
+    ZipArchive zip(archive, ZipArchive::OpenMode::Create, 1);
+    zip.setDefaultCompressionLevel(level);
+    const bool added = zip.addToZip(workspace().tree.string(), true, false);
+    zip.close();
+    return added;
+}
+
 // The archive the plain extraction rounds read: the library's, at level 1.
 const std::string& plainArchive() {
     static const std::string archive = [] {
         const std::string path = workspace().path("extract-source.zip");
-        ZipArchive zip(path, ZipArchive::OpenMode::Create, 1);
-        zip.setDefaultCompressionLevel(1);
-        zip.addToZip(workspace().tree.string(), true, false);
+        writeArchive(path, 1);
         return path;
     }();
     return archive;
 }
 
-void LibraryZipWrite(benchmark::State& state) {
-    const std::string archive = workspace().path("library.zip");
+void libraryZipWrite(benchmark::State& state, int level) {
+    const std::string archive = workspace().path("library" + std::to_string(level) + ".zip");
     for (auto _ : state) {
         clearBetweenRounds(state, archive);
-        ZipArchive zip(archive, ZipArchive::OpenMode::Create, 1);
-        zip.setDefaultCompressionLevel(1);
-        if (!zip.addToZip(workspace().tree.string(), true, false))
+        if (!writeArchive(archive, level))
             state.SkipWithError("addToZip failed");
-        zip.close();
     }
     finish(state, archive);
 }
 
-void ToolZip(benchmark::State& state) {
-    const std::string archive = workspace().path("tool.zip");
+void toolZip(benchmark::State& state, int level) {
+    const std::string archive = "tool" + std::to_string(level) + ".zip";
     for (auto _ : state) {
-        clearBetweenRounds(state, archive); // zip would update an existing archive
-        if (shell("zip -1 -r -q tool.zip tree") != 0)
+        clearBetweenRounds(state, workspace().path(archive)); // zip would update an existing archive
+        if (shell("zip -" + std::to_string(level) + " -r -q " + archive + " tree") != 0)
             state.SkipWithError("zip failed");
     }
-    finish(state, archive);
+    finish(state, workspace().path(archive));
+}
+
+void LibraryZipWrite(benchmark::State& state) { libraryZipWrite(state, 1); }
+void ToolZip(benchmark::State& state) { toolZip(state, 1); }
+void LibraryZipWrite6(benchmark::State& state) { libraryZipWrite(state, 6); }
+void ToolZip6(benchmark::State& state) { toolZip(state, 6); }
+
+/// The archive's size at every level, once each: a higher level must never
+/// give a larger archive (the counter "monotone" is 1 when none does).
+void LibraryZipLevels(benchmark::State& state) {
+    for (auto _ : state) {
+        double previous = 0;
+        bool monotone = true;
+        for (int level = 1; level <= 9; ++level) {
+            const std::string archive = workspace().path("levels.zip");
+            fs::remove(archive);
+            if (!writeArchive(archive, level))
+                state.SkipWithError("addToZip failed");
+            const double size = double(fs::file_size(archive)) / (1 << 20);
+            state.counters["L" + std::to_string(level) + "MB"] = size;
+            monotone = monotone && (level == 1 || size <= previous);
+            previous = size;
+        }
+        state.counters["monotone"] = monotone ? 1 : 0;
+    }
 }
 
 void LibraryUnzip(benchmark::State& state) {
@@ -232,6 +261,9 @@ void Tool7zAesExtractOwn(benchmark::State& state) { toolAesExtract(state, aesArc
 
 BENCHMARK(ToolZip)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(LibraryZipWrite)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(ToolZip6)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(LibraryZipWrite6)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(LibraryZipLevels)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(ToolUnzip)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(LibraryUnzip)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(Tool7zAesWrite)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
@@ -249,6 +281,7 @@ int main(int argc, char** argv) {
     aesArchiveByLibrary();
     return runWithRatios(argc, argv,
                          {{"LibraryZipWrite", "ToolZip"},
+                          {"LibraryZipWrite6", "ToolZip6"},
                           {"LibraryUnzip", "ToolUnzip"},
                           {"LibraryAesWrite", "Tool7zAesWrite"},
                           {"LibraryAesExtract", "Tool7zAesExtract"},

@@ -200,6 +200,63 @@ TEST(ZipInterop, LibraryArchivesPassTheTools) {
     EXPECT_TRUE(sameBytes(bytesOf(dir / "out7/vault/secret.bin"), secret));
 }
 
+TEST(ZipInterop, EveryLevelPassesTheToolsAndThoroughLevelsAreSmaller) {
+    TestSupport::TempDir dir;
+    const std::string tree = makeTree(dir);
+    // Files larger than the pieces the deflater takes (1 MiB): text, noise,
+    // and the two mixed within one file.
+    std::string text;
+    for (int i = 0; text.size() < 2'500'000; ++i)
+        text += "element " + std::to_string(i % 977) + " velocity " + std::to_string(i * 31 % 100003) + ".5\n";
+    dir.write("src/big/text.txt", text);
+    dir.write("src/big/noise.bin", randomBytes(2'300'000, 3));
+    dir.write("src/big/mixed.dat", text.substr(0, 900'000) + randomBytes(1'500'000, 4) + text.substr(0, 700'000));
+    const std::string streamed = text.substr(0, 1'200'000) + randomBytes(600'000, 5);
+
+    std::uintmax_t sizes[10] = {};
+    for (int level = 1; level <= 9; ++level) {
+        SCOPED_TRACE("level " + std::to_string(level));
+        const std::string archive = "level" + std::to_string(level) + ".zip";
+        {
+            ZipArchive zip(dir / archive, Mode::Create, 1);
+            zip.setDefaultCompressionLevel(level);
+            ASSERT_TRUE(zip.addToZip(tree, true, false));
+            // And one entry written in uneven pieces, as a caller streaming data would.
+            ZipArchive::FileInZip entry("streamed.dat", &zip);
+            ASSERT_TRUE(entry.open());
+            for (std::size_t at = 0, piece = 1; at < streamed.size(); at += piece, piece = piece * 3 % 70001 + 1) {
+                const std::string part = streamed.substr(at, piece);
+                ASSERT_EQ(entry.write(part.data(), static_cast<unsigned>(part.size())), int(part.size()));
+            }
+            ASSERT_TRUE(entry.close());
+        }
+        const std::uintmax_t size = fs::file_size(dir / archive);
+        sizes[level] = size;
+
+        const Outcome tested = run(dir.path(), "unzip -t " + archive);
+        EXPECT_EQ(tested.status, 0) << tested.output;
+        const Outcome tested7z = run(dir.path(), "7z t " + archive);
+        EXPECT_NE(tested7z.output.find("Everything is Ok"), std::string::npos) << tested7z.output;
+        const std::string out = "out" + std::to_string(level);
+        const Outcome unzipped = run(dir.path(), "unzip -q " + archive + " -d " + out);
+        ASSERT_EQ(unzipped.status, 0) << unzipped.output;
+        expectSameTree(tree, dir / (out + "/src"), true);
+        EXPECT_TRUE(sameBytes(bytesOf(dir / (out + "/streamed.dat")), streamed));
+
+        // And back through the library's own inflater.
+        ZipArchive reader(dir / archive, Mode::Read, 1);
+        const std::string mine = dir / ("mine" + std::to_string(level));
+        ASSERT_NO_THROW(reader.extractFromZip("src", mine, true, false));
+        expectSameTree(tree, mine + "/src", true);
+        EXPECT_TRUE(sameBytes(reader.extractDataFromZip("streamed.dat"), streamed));
+    }
+    // The fast levels (1 to 3) and the thorough ones (4 to 9) come from
+    // different deflaters, and neither is strictly monotone on every input:
+    // every thorough level beats every fast one, and 9 beats 4.
+    EXPECT_LE(*std::max_element(sizes + 4, sizes + 10), *std::min_element(sizes + 1, sizes + 4));
+    EXPECT_LE(sizes[9], sizes[4]);
+}
+
 TEST(ZipInterop, ToolArchivesReadByTheLibrary) {
     TestSupport::TempDir dir;
     makeTree(dir);
