@@ -1,5 +1,7 @@
 #include <FileSystem/zip/detail/Deflate.h>
 
+#include <FileSystem/zip/detail/ThreadSpare.h>
+
 #include <zlib.h>
 
 #if FILESYSTEM_WITH_ISAL
@@ -72,24 +74,21 @@ struct RawDeflater::State {
     ~State() { endZlib(); }
 };
 
-std::unique_ptr<RawDeflater::State>& RawDeflater::spare() {
-    thread_local std::unique_ptr<State> state;
-    return state;
-}
-
 RawDeflater::RawDeflater() = default;
 
 RawDeflater::~RawDeflater() {
-    if (m_state && !spare()) {
+    if (m_state) {
         m_state->endZlib(); // the next stream may want another level
-        spare() = std::move(m_state);
+        ThreadSpare<State>::give(std::move(m_state));
     }
 }
 
 bool RawDeflater::start(int level) {
     if (m_state)
         return false;
-    m_state = spare() ? std::move(spare()) : std::make_unique<State>();
+    m_state = ThreadSpare<State>::take();
+    if (!m_state)
+        m_state = std::make_unique<State>();
     if (level < 1)
         level = Z_DEFAULT_COMPRESSION;
 #if FILESYSTEM_WITH_ISAL
@@ -166,22 +165,16 @@ struct RawInflater::State {
     }
 };
 
-std::unique_ptr<RawInflater::State>& RawInflater::spare() {
-    thread_local std::unique_ptr<State> state;
-    return state;
-}
-
 RawInflater::RawInflater() = default;
 
-RawInflater::~RawInflater() {
-    if (m_state && !spare())
-        spare() = std::move(m_state);
-}
+RawInflater::~RawInflater() { ThreadSpare<State>::give(std::move(m_state)); }
 
 bool RawInflater::start() {
     if (m_state)
         return false;
-    m_state = spare() ? std::move(spare()) : std::unique_ptr<State>(new State);
+    m_state = ThreadSpare<State>::take();
+    if (!m_state)
+        m_state.reset(new State); // not value-initialised: the inflater's state is set up below
 #if FILESYSTEM_WITH_ISAL
     isal_inflate_init(&m_state->isal);
     m_state->isal.crc_flag = ISAL_DEFLATE; // raw deflate, no checksum of its own

@@ -43,7 +43,6 @@ public:
 
 private:
     struct State;
-    static std::unique_ptr<State>& spare();
     std::unique_ptr<State> m_state;
 };
 
@@ -70,7 +69,6 @@ public:
 
 private:
     struct State;
-    static std::unique_ptr<State>& spare();
     std::unique_ptr<State> m_state;
 };
 

@@ -1,9 +1,12 @@
 #include <FileSystem/zip/detail/EntryEncoder.h>
 
+#include <FileSystem/zip/detail/ThreadSpare.h>
+
 #include <openssl/rand.h>
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace FileSystem::detail {
 
@@ -28,31 +31,28 @@ struct Buffers {
     std::vector<unsigned char> output;
 };
 
-Buffers& spareBuffers() {
-    thread_local Buffers buffers;
-    return buffers;
-}
-
 // Larger buffers (from a caller that never took its output) are not kept.
 constexpr std::size_t kKeptCapacity = 4 * kDeflatePiece;
 
 } // namespace
 
 EntryEncoder::EntryEncoder() {
-    Buffers& spare = spareBuffers();
-    m_staged = std::move(spare.staged);
-    m_output = std::move(spare.output);
-    m_staged.clear();
+    if (const auto spare = ThreadSpare<Buffers>::take()) {
+        m_staged = std::move(spare->staged);
+        m_output = std::move(spare->output);
+    }
 }
 
 EntryEncoder::~EntryEncoder() {
-    Buffers& spare = spareBuffers();
-    if (spare.staged.capacity() == 0 && m_staged.capacity() <= kKeptCapacity) {
-        m_staged.clear();
-        spare.staged = std::move(m_staged);
-    }
-    if (spare.output.capacity() == 0 && m_output.capacity() <= kKeptCapacity)
-        spare.output = std::move(m_output);
+    if (m_staged.capacity() > kKeptCapacity || m_output.capacity() > kKeptCapacity)
+        return;
+    std::unique_ptr<Buffers> spare(new (std::nothrow) Buffers);
+    if (!spare)
+        return;
+    m_staged.clear();
+    spare->staged = std::move(m_staged);
+    spare->output = std::move(m_output);
+    ThreadSpare<Buffers>::give(std::move(spare));
 }
 
 bool EntryEncoder::start(const std::string& password, int level) {
