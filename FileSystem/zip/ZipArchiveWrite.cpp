@@ -245,8 +245,9 @@ bool ZipArchive::addToZipAs(const std::vector<AddToZipAsInfo>& infos, const Tool
     // Each file is read, compressed, encrypted and checked now, into the spool;
     // the commit copies what the spool holds into the archive as it is.
     detail::Spool& spool = *m_write->spool;
-    // Read in pieces the deflater takes without copying them first.
-    std::vector<unsigned char> block(std::size_t{1} << 20);
+    // Read in blocks of s_ChuckSize, each one reported to the progress function
+    // (the encoder gathers them into the larger pieces its deflater wants).
+    std::vector<unsigned char> block(static_cast<std::size_t>(s_ChuckSize));
     std::size_t scheduled = 0;
     // However the add ends (stopped, failed, thrown), the archive's names are
     // those it held and those that were really added: a name that was planned
