@@ -21,16 +21,30 @@ constexpr std::size_t kStepLimit = 1u << 30;
 
 unsigned clamp32(std::size_t size) { return static_cast<unsigned>(std::min(size, kStepLimit)); }
 
-/// Moves the caller's pointers and sizes past what a library step used.
-template <typename Byte>
-void advance(const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room,
-             const Byte* nextIn, const Byte* nextOut) {
-    const auto taken = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(nextIn) - in);
-    const auto given = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(nextOut) - out);
+/// One step of a library stream (zlib's and ISA-L's name their fields alike):
+/// hands it the caller's input and room, runs `call`, and moves the caller's
+/// pointers and sizes past what it used. The library's status.
+template <typename Stream, typename Call>
+int runStep(Stream& stream, const unsigned char*& in, std::size_t& inSize, unsigned char*& out, std::size_t& room,
+            Call call) {
+    stream.next_in = const_cast<unsigned char*>(in);
+    stream.avail_in = clamp32(inSize);
+    stream.next_out = out;
+    stream.avail_out = clamp32(room);
+    const int status = call();
+    const auto taken = static_cast<std::size_t>(stream.next_in - in);
+    const auto given = static_cast<std::size_t>(stream.next_out - out);
     in += taken;
     inSize -= taken;
     out += given;
     room -= given;
+    return status;
+}
+
+CodecStatus zlibStatus(int status) {
+    if (status == Z_STREAM_END)
+        return CodecStatus::End;
+    return status == Z_OK || status == Z_BUF_ERROR ? CodecStatus::Progress : CodecStatus::Failed;
 }
 
 #if FILESYSTEM_WITH_ISAL
@@ -122,31 +136,18 @@ CodecStatus RawDeflater::step(const unsigned char*& in, std::size_t& inSize, uns
 #if FILESYSTEM_WITH_ISAL
     if (m_state->isalActive) {
         isal_zstream& stream = *m_state->isal;
-        stream.next_in = const_cast<std::uint8_t*>(in);
-        stream.avail_in = clamp32(inSize);
-        stream.next_out = out;
-        stream.avail_out = clamp32(room);
         // The last piece is the last only when it goes in whole.
         stream.end_of_stream = finish && inSize <= kStepLimit ? 1 : 0;
-        const int status = isal_deflate(&stream);
-        advance(in, inSize, out, room, stream.next_in, stream.next_out);
-        if (status != COMP_OK)
+        if (runStep(stream, in, inSize, out, room, [&] { return isal_deflate(&stream); }) != COMP_OK)
             return CodecStatus::Failed;
         return stream.internal_state.state == ZSTATE_END ? CodecStatus::End : CodecStatus::Progress;
     }
 #endif
     if (!m_state->zlibOpen)
         return CodecStatus::Failed;
+    const int flush = finish && inSize <= kStepLimit ? Z_FINISH : Z_NO_FLUSH;
     z_stream& stream = m_state->zlib;
-    stream.next_in = const_cast<Bytef*>(in);
-    stream.avail_in = clamp32(inSize);
-    stream.next_out = out;
-    stream.avail_out = clamp32(room);
-    const int status = deflate(&stream, finish && inSize <= kStepLimit ? Z_FINISH : Z_NO_FLUSH);
-    advance(in, inSize, out, room, stream.next_in, stream.next_out);
-    if (status == Z_STREAM_END)
-        return CodecStatus::End;
-    return status == Z_OK || status == Z_BUF_ERROR ? CodecStatus::Progress : CodecStatus::Failed;
+    return zlibStatus(runStep(stream, in, inSize, out, room, [&] { return deflate(&stream, flush); }));
 }
 
 // ---- Inflate -------------------------------------------------------------------
@@ -197,12 +198,7 @@ CodecStatus RawInflater::step(const unsigned char*& in, std::size_t& inSize, uns
     inflate_state& stream = m_state->isal;
     if (stream.block_state == ISAL_BLOCK_FINISH)
         return CodecStatus::End;
-    stream.next_in = const_cast<std::uint8_t*>(in);
-    stream.avail_in = clamp32(inSize);
-    stream.next_out = out;
-    stream.avail_out = clamp32(room);
-    const int status = isal_inflate(&stream);
-    advance(in, inSize, out, room, stream.next_in, stream.next_out);
+    const int status = runStep(stream, in, inSize, out, room, [&] { return isal_inflate(&stream); });
     if (status < 0 || status == ISAL_NEED_DICT)
         return CodecStatus::Failed;
     return stream.block_state == ISAL_BLOCK_FINISH ? CodecStatus::End : CodecStatus::Progress;
@@ -210,15 +206,7 @@ CodecStatus RawInflater::step(const unsigned char*& in, std::size_t& inSize, uns
     if (!m_state->zlibOpen)
         return CodecStatus::Failed;
     z_stream& stream = m_state->zlib;
-    stream.next_in = const_cast<Bytef*>(in);
-    stream.avail_in = clamp32(inSize);
-    stream.next_out = out;
-    stream.avail_out = clamp32(room);
-    const int status = inflate(&stream, Z_NO_FLUSH);
-    advance(in, inSize, out, room, stream.next_in, stream.next_out);
-    if (status == Z_STREAM_END)
-        return CodecStatus::End;
-    return status == Z_OK || status == Z_BUF_ERROR ? CodecStatus::Progress : CodecStatus::Failed;
+    return zlibStatus(runStep(stream, in, inSize, out, room, [&] { return inflate(&stream, Z_NO_FLUSH); }));
 #endif
 }
 
