@@ -2,6 +2,7 @@
 
 #include <FileSystem/zip/detail/ThreadSpare.h>
 
+#include <openssl/crypto.h>
 #include <openssl/rand.h>
 
 #include <algorithm>
@@ -44,6 +45,11 @@ EntryEncoder::EntryEncoder() {
 }
 
 EntryEncoder::~EntryEncoder() {
+    if (m_encrypt) {
+        // The plain bytes of an encrypted entry do not stay behind in memory.
+        m_staged.resize(m_staged.capacity());
+        OPENSSL_cleanse(m_staged.data(), m_staged.size());
+    }
     if (m_staged.capacity() > kKeptCapacity || m_output.capacity() > kKeptCapacity)
         return;
     std::unique_ptr<Buffers> spare(new (std::nothrow) Buffers);
