@@ -53,8 +53,6 @@ CodecStatus zlibStatus(int status) {
 constexpr int kHighestIsalLevel = 3;
 
 bool isalDeflates(int level) { return level >= 1 && level <= kHighestIsalLevel; }
-#else
-bool isalDeflates(int) { return false; }
 #endif
 
 } // namespace
@@ -66,8 +64,6 @@ std::uint32_t entryCrc32(std::uint32_t crc, const unsigned char* data, std::size
     return static_cast<std::uint32_t>(crc32_z(crc, data, size));
 #endif
 }
-
-const char* deflateLibrary(int level) noexcept { return isalDeflates(level) ? "ISA-L" : "zlib"; }
 
 // ---- Deflate -------------------------------------------------------------------
 

@@ -13,9 +13,6 @@ namespace FileSystem::detail {
 /// CRC-32 of zip entries (and gzip), continued from `crc`: 0 starts a new one.
 std::uint32_t entryCrc32(std::uint32_t crc, const unsigned char* data, std::size_t size) noexcept;
 
-/// The library that deflates at `level` in this build: "ISA-L" or "zlib".
-const char* deflateLibrary(int level) noexcept;
-
 /// What a step of a deflater or an inflater came to.
 enum class CodecStatus {
     Progress, ///< call again: with more input, more room, or (deflater) finish
